@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+#include <vector>
+
+class TestDesktop;
+
+namespace Bench {
+
+// Prints one figure: "name value unit".
+void report(const QString& name, double value, const QString& unit);
+
+struct Group {
+    const char* name;
+    std::function<void(TestDesktop& desktop)> run;
+};
+
+// Window capture and placement.
+Group windowBenchmarks();
+
+} // namespace Bench

@@ -1,0 +1,10 @@
+#include "Benchmarks.h"
+
+namespace Bench {
+
+Group windowBenchmarks()
+{
+    return {"windows", [](TestDesktop&) {}};
+}
+
+} // namespace Bench

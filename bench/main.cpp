@@ -1,0 +1,40 @@
+// vantor-bench: measures Vantor on a private desktop (Xvfb + openbox) and prints one
+// figure per line, "name value unit", so that runs can be compared.
+#include "Benchmarks.h"
+
+#include "TestDesktop.h"
+#include "TestEnvironment.h"
+
+#include <QApplication>
+#include <QStringList>
+
+#include <cstdio>
+
+namespace Bench {
+
+void report(const QString& name, double value, const QString& unit)
+{
+    std::printf("%s %.3g %s\n", qPrintable(name), value, qPrintable(unit));
+    std::fflush(stdout);
+}
+
+} // namespace Bench
+
+int main(int argc, char** argv)
+{
+    TestEnvironment environment;
+    TestDesktop desktop;
+    if (!desktop.isReady()) {
+        std::fprintf(stderr, "vantor-bench: no private desktop: %s\n",
+                     qPrintable(desktop.errorString()));
+        return 1;
+    }
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QApplication app(argc, argv);
+    const QStringList only = app.arguments().mid(1);
+    for (const Bench::Group& group : {Bench::windowBenchmarks()}) {
+        if (only.isEmpty() || only.contains(QLatin1String(group.name)))
+            group.run(desktop);
+    }
+    return 0;
+}

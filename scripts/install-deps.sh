@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages Vantor needs, skipping those already there.
+#   scripts/install-deps.sh build   - to build and run Vantor
+#   scripts/install-deps.sh test    - to build and run every test (includes build)
+set -euo pipefail
+
+build_packages=(
+  build-essential cmake ninja-build pkg-config
+  qt6-base-dev qt6-base-dev-tools qt6-declarative-dev libqt6svg6
+  libxcb1-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-res0-dev libxcb-randr0-dev
+  libxcb-xkb-dev libxcb-xtest0-dev libxkbcommon-dev libxkbcommon-x11-dev
+  libglib2.0-dev libsqlite3-dev
+  qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts
+  qml6-module-qtquick-window qml6-module-qtquick-templates qml6-module-qtqml
+  qml6-module-qtqml-workerscript
+)
+desktop_packages=(xvfb openbox trayer xdotool x11-apps x11-utils xterm imagemagick)
+test_packages=(wmctrl x11-xserver-utils time strace)
+
+wanted=("${build_packages[@]}")
+case "${1:-build}" in
+  build) wanted+=("${desktop_packages[@]}") ;;
+  test) wanted+=("${desktop_packages[@]}" "${test_packages[@]}") ;;
+  *) echo "usage: $0 build|test" >&2; exit 2 ;;
+esac
+
+missing=()
+for package in "${wanted[@]}"; do
+  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "Installing: ${missing[*]}"
+sudo=""
+[ "$(id -u)" -eq 0 ] || sudo="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq
+$sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -1,0 +1,14 @@
+#include "Cli/Commands.h"
+
+namespace Cli {
+
+std::vector<Command> allCommands()
+{
+    std::vector<Command> all;
+    for (auto group : {windowCommands})
+        for (const Command& command : group())
+            all.push_back(command);
+    return all;
+}
+
+} // namespace Cli

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "Cli/CommandLine.h"
+
+#include <vector>
+
+namespace Cli {
+
+// Debugging commands for windows: `windows`, `place`.
+std::vector<Command> windowCommands();
+
+// Every command, in the order `vantor --help` lists them.
+std::vector<Command> allCommands();
+
+} // namespace Cli

@@ -1,0 +1,10 @@
+#include "Cli/Commands.h"
+
+namespace Cli {
+
+std::vector<Command> windowCommands()
+{
+    return {};
+}
+
+} // namespace Cli

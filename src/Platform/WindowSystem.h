@@ -1,0 +1,64 @@
+#pragma once
+
+#include "Platform/Geometry.h"
+
+#include <QList>
+#include <QString>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+namespace Platform {
+
+using ProcessId = std::int32_t;
+using WindowId = std::uint64_t;
+
+enum class WindowKind { Normal, Dialog, Other };
+
+// A managed top-level window as the window system reports it.
+struct WindowInfo {
+    WindowId id = 0;
+    ProcessId pid = 0; // 0 when the owner is unknown
+    WindowKind kind = WindowKind::Other;
+    // On the normal layer: neither kept above nor below the others.
+    bool isNormalLayer = false;
+    // Mapped, not minimised, and on the current desktop (or on all of them).
+    bool isOnScreen = false;
+    bool skipsTaskbar = false;
+    Frame frame; // the visible frame in global coordinates
+    QString wmClassInstance;
+    QString wmClass;
+    // Desktop-file hints the application set on its window; empty when absent.
+    QString applicationId;
+    QString desktopFile;
+};
+
+// The window system: windows, their owners and frames, monitors, and moving windows.
+class WindowSystem {
+public:
+    virtual ~WindowSystem() = default;
+
+    // Whether windows of other applications can be listed and moved here.
+    virtual bool canControlWindows() = 0;
+
+    // Full size of the screen (monitor) that holds the focused window; 0 by 0 without one.
+    virtual ScreenSize mainScreenSize() = 0;
+
+    // Managed top-level windows, front to back, including minimised ones.
+    virtual QList<WindowInfo> managedWindows() = 0;
+
+    // The windows of a process in management order, at most `limit`; nothing when the
+    // process does not exist or the window list cannot be read.
+    virtual std::optional<QList<WindowId>> windowsOfProcess(ProcessId pid, int limit) = 0;
+
+    // Moves the window's outer frame to `position`, then makes the frame `size`.
+    // A window that has gone is skipped silently.
+    virtual void setWindowFrames(const QList<WindowId>& windows, QPointF position,
+                                 QSizeF size) = 0;
+};
+
+// The window system of this session (X11 through xcb); null when there is no display.
+std::unique_ptr<WindowSystem> createWindowSystem();
+
+} // namespace Platform

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+
+#include <cstdint>
+#include <memory>
+
+// A test's own, independent look at the X server: whether the window manager runs and
+// which client windows belong to which process. Product code never uses it.
+class XProbe {
+public:
+    explicit XProbe(const QByteArray& display);
+    ~XProbe();
+    XProbe(const XProbe&) = delete;
+    XProbe& operator=(const XProbe&) = delete;
+
+    bool isConnected() const;
+    bool windowManagerIsReady() const;
+    bool selectionHasOwner(const char* selection) const;
+    // _NET_CLIENT_LIST, in the window manager's order.
+    QList<std::uint32_t> clientWindows() const;
+    // The PID of the client that created the window, from the X server (XRes).
+    std::int32_t pidOf(std::uint32_t window) const;
+    QList<std::uint32_t> clientWindowsOf(std::int32_t pid) const;
+
+private:
+    struct Private;
+    std::unique_ptr<Private> d;
+};
