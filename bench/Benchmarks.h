@@ -19,5 +19,11 @@ struct Group {
 
 // Window capture and placement.
 Group windowBenchmarks();
+// Key dispatch and hot-key registration.
+Group shortcutBenchmarks();
+// The workspace store.
+Group storeBenchmarks();
+// Running applications and activation.
+Group applicationBenchmarks();
 
 } // namespace Bench

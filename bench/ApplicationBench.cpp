@@ -1,0 +1,10 @@
+#include "Benchmarks.h"
+
+namespace Bench {
+
+Group applicationBenchmarks()
+{
+    return {"applications", [](TestDesktop&) {}};
+}
+
+} // namespace Bench

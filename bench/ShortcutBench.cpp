@@ -1,0 +1,10 @@
+#include "Benchmarks.h"
+
+namespace Bench {
+
+Group shortcutBenchmarks()
+{
+    return {"shortcuts", [](TestDesktop&) {}};
+}
+
+} // namespace Bench

@@ -1,0 +1,10 @@
+#include "Benchmarks.h"
+
+namespace Bench {
+
+Group storeBenchmarks()
+{
+    return {"store", [](TestDesktop&) {}};
+}
+
+} // namespace Bench
