@@ -1,0 +1,109 @@
+#pragma once
+
+#include "Platform/Applications.h"
+#include "Platform/WindowSystem.h"
+
+#include <QList>
+#include <QMap>
+
+// Fakes of the desktop services for unit tests of logic. They record what was asked of
+// them; tests set what they answer.
+
+struct PlacementRequest {
+    QList<Platform::WindowId> windows;
+    QPointF position;
+    QSizeF size;
+};
+
+class FakeWindowSystem final : public Platform::WindowSystem {
+public:
+    bool controlsWindows = true;
+    ScreenSize screen{1920, 1080};
+    QList<Platform::WindowInfo> windows; // front to back
+    QList<Platform::ProcessId> unreadableProcesses;
+    QList<PlacementRequest> placements;
+
+    bool canControlWindows() override { return controlsWindows; }
+    ScreenSize mainScreenSize() override { return screen; }
+    QList<Platform::WindowInfo> managedWindows() override { return windows; }
+
+    std::optional<QList<Platform::WindowId>> windowsOfProcess(Platform::ProcessId pid,
+                                                              int limit) override
+    {
+        if (unreadableProcesses.contains(pid))
+            return std::nullopt;
+        QList<Platform::WindowId> result;
+        for (const auto& window : std::as_const(windows)) {
+            if (window.pid == pid && result.size() < limit)
+                result.append(window.id);
+        }
+        return result;
+    }
+
+    void setWindowFrames(const QList<Platform::WindowId>& ids, QPointF position,
+                         QSizeF size) override
+    {
+        placements.append({ids, position, size});
+    }
+
+    // Adds an on-screen normal window and returns it for further changes.
+    Platform::WindowInfo& addWindow(Platform::ProcessId pid, Frame frame)
+    {
+        Platform::WindowInfo window;
+        window.id = static_cast<Platform::WindowId>(windows.size() + 1);
+        window.pid = pid;
+        window.kind = Platform::WindowKind::Normal;
+        window.isNormalLayer = true;
+        window.isOnScreen = true;
+        window.frame = frame;
+        windows.append(window);
+        return windows.last();
+    }
+};
+
+class FakeApplications final : public Platform::Applications {
+public:
+    struct Launch {
+        QString path;
+        LaunchCompletion completion;
+    };
+
+    QList<Platform::RunningApplication> running;
+    QMap<QString, QString> installed; // bundle identifier -> path
+    QList<Launch> launches;
+    QList<QUrl> opened;
+
+    QList<Platform::RunningApplication> runningApplications() override { return running; }
+
+    std::optional<QString> applicationPath(const QString& bundleIdentifier) override
+    {
+        if (!installed.contains(bundleIdentifier))
+            return std::nullopt;
+        return installed.value(bundleIdentifier);
+    }
+
+    void launch(const QString& path, LaunchCompletion completion) override
+    {
+        launches.append({path, std::move(completion)});
+    }
+
+    void open(const QUrl& location) override { opened.append(location); }
+
+    Platform::RunningApplication& addRunning(Platform::ProcessId pid,
+                                             const std::optional<QString>& bundleIdentifier,
+                                             const std::optional<QString>& name,
+                                             Platform::ActivationPolicy policy
+                                             = Platform::ActivationPolicy::Regular)
+    {
+        Platform::RunningApplication app;
+        app.processIdentifier = pid;
+        app.bundleIdentifier = bundleIdentifier;
+        app.localizedName = name;
+        app.activationPolicy = policy;
+        if (bundleIdentifier)
+            app.bundlePath = QStringLiteral("/usr/share/applications/") + *bundleIdentifier
+                + QStringLiteral(".desktop");
+        running.append(app);
+        return running.last();
+    }
+};
