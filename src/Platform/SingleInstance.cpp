@@ -13,8 +13,7 @@ const QByteArray kShowRequest = "show\n";
 
 } // namespace
 
-SingleInstance::SingleInstance(const QString& name, QObject* parent)
-    : QObject(parent), m_name(name)
+SingleInstance::SingleInstance(const QString& name, QObject* parent) : QObject(parent), m_name(name)
 {
 }
 
