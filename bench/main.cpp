@@ -25,15 +25,15 @@ int main(int argc, char** argv)
     TestEnvironment environment;
     TestDesktop desktop;
     if (!desktop.isReady()) {
-        std::fprintf(stderr, "vantor-bench: no private desktop: %s\n",
-                     qPrintable(desktop.errorString()));
+        std::fprintf(
+            stderr, "vantor-bench: no private desktop: %s\n", qPrintable(desktop.errorString()));
         return 1;
     }
     qputenv("QT_QPA_PLATFORM", "xcb");
     QApplication app(argc, argv);
     const QStringList only = app.arguments().mid(1);
     for (const Bench::Group& group : {Bench::windowBenchmarks(), Bench::shortcutBenchmarks(),
-                                     Bench::storeBenchmarks(), Bench::applicationBenchmarks()}) {
+             Bench::storeBenchmarks(), Bench::applicationBenchmarks()}) {
         if (only.isEmpty() || only.contains(QLatin1String(group.name)))
             group.run(desktop);
     }

@@ -86,7 +86,8 @@ int run(const QStringList& arguments)
     }
     const Command* command = findCommand(name);
     if (!command)
-        return fail(UsageError, QStringLiteral("unknown command '%1' (see vantor --help)").arg(name));
+        return fail(
+            UsageError, QStringLiteral("unknown command '%1' (see vantor --help)").arg(name));
     if (invocation.json)
         Console::printTo(stderr);
     return command->run(invocation);

@@ -12,7 +12,7 @@ enum ExitCode { Success = 0, RuntimeFailure = 1, UsageError = 2 };
 
 struct Invocation {
     QStringList arguments; // after the command name, options removed
-    bool json = false;     // --json: stdout holds only JSON, console lines go to stderr
+    bool json = false; // --json: stdout holds only JSON, console lines go to stderr
 };
 
 struct Command {

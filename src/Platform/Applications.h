@@ -13,7 +13,7 @@
 namespace Platform {
 
 enum class ActivationPolicy {
-    Regular = 0,   // has a normal window in the task bar
+    Regular = 0, // has a normal window in the task bar
     Accessory = 1, // only utility windows, or windows kept off the task bar
     Prohibited = 2,
 };
@@ -41,8 +41,8 @@ public:
 
     // Launches the application; the completion runs once, later, with the new process or
     // an error description.
-    using LaunchCompletion = std::function<void(std::optional<RunningApplication> application,
-                                                std::optional<QString> error)>;
+    using LaunchCompletion = std::function<void(
+        std::optional<RunningApplication> application, std::optional<QString> error)>;
     virtual void launch(const QString& path, LaunchCompletion completion) = 0;
 
     // Opens a location with the user's preferred handler.

@@ -54,8 +54,7 @@ public:
 
     // Moves the window's outer frame to `position`, then makes the frame `size`.
     // A window that has gone is skipped silently.
-    virtual void setWindowFrames(const QList<WindowId>& windows, QPointF position,
-                                 QSizeF size) = 0;
+    virtual void setWindowFrames(const QList<WindowId>& windows, QPointF position, QSizeF size) = 0;
 };
 
 // The window system of this session (X11 through xcb); null when there is no display.

@@ -27,7 +27,7 @@ private Q_SLOTS:
     {
         TestDesktop& desktop = *TestDesktop::instance();
         const qint64 pid = desktop.startApp(QStringLiteral("xlogo"),
-                                            {QStringLiteral("-geometry"), QStringLiteral("200x150+40+60")});
+            {QStringLiteral("-geometry"), QStringLiteral("200x150+40+60")});
         QVERIFY(pid > 0);
         QCOMPARE(desktop.probe().clientWindowsOf(static_cast<std::int32_t>(pid)).size(), 1);
         desktop.stopApp(pid);

@@ -27,8 +27,8 @@ public:
     ScreenSize mainScreenSize() override { return screen; }
     QList<Platform::WindowInfo> managedWindows() override { return windows; }
 
-    std::optional<QList<Platform::WindowId>> windowsOfProcess(Platform::ProcessId pid,
-                                                              int limit) override
+    std::optional<QList<Platform::WindowId>> windowsOfProcess(
+        Platform::ProcessId pid, int limit) override
     {
         if (unreadableProcesses.contains(pid))
             return std::nullopt;
@@ -40,8 +40,8 @@ public:
         return result;
     }
 
-    void setWindowFrames(const QList<Platform::WindowId>& ids, QPointF position,
-                         QSizeF size) override
+    void setWindowFrames(
+        const QList<Platform::WindowId>& ids, QPointF position, QSizeF size) override
     {
         placements.append({ids, position, size});
     }
@@ -90,10 +90,8 @@ public:
     void open(const QUrl& location) override { opened.append(location); }
 
     Platform::RunningApplication& addRunning(Platform::ProcessId pid,
-                                             const std::optional<QString>& bundleIdentifier,
-                                             const std::optional<QString>& name,
-                                             Platform::ActivationPolicy policy
-                                             = Platform::ActivationPolicy::Regular)
+        const std::optional<QString>& bundleIdentifier, const std::optional<QString>& name,
+        Platform::ActivationPolicy policy = Platform::ActivationPolicy::Regular)
     {
         Platform::RunningApplication app;
         app.processIdentifier = pid;

@@ -95,9 +95,9 @@ bool TestDesktop::startXvfb(const Options& options)
     });
     const QString screen = QStringLiteral("%1x%2x24").arg(options.width).arg(options.height);
     m_xvfb->start(QStringLiteral("Xvfb"),
-                  {QStringLiteral("-displayfd"), QString::number(writeFd), QStringLiteral("-screen"),
-                   QStringLiteral("0"), screen, QStringLiteral("-nolisten"), QStringLiteral("tcp"),
-                   QStringLiteral("+extension"), QStringLiteral("XTEST")});
+        {QStringLiteral("-displayfd"), QString::number(writeFd), QStringLiteral("-screen"),
+            QStringLiteral("0"), screen, QStringLiteral("-nolisten"), QStringLiteral("tcp"),
+            QStringLiteral("+extension"), QStringLiteral("XTEST")});
     ::close(writeFd);
     const bool started = m_xvfb->waitForStarted(5000) && readDisplayNumber(fds[0], &m_display);
     ::close(fds[0]);
@@ -119,13 +119,13 @@ bool TestDesktop::startWindowManager()
 bool TestDesktop::startTrayHost()
 {
     startProcess(QStringLiteral("trayer"),
-                 {QStringLiteral("--edge"), QStringLiteral("top"), QStringLiteral("--align"),
-                  QStringLiteral("right"), QStringLiteral("--widthtype"), QStringLiteral("pixel"),
-                  QStringLiteral("--width"), QStringLiteral("200"), QStringLiteral("--height"),
-                  QStringLiteral("24"), QStringLiteral("--SetDockType"), QStringLiteral("true"),
-                  QStringLiteral("--transparent"), QStringLiteral("false")});
+        {QStringLiteral("--edge"), QStringLiteral("top"), QStringLiteral("--align"),
+            QStringLiteral("right"), QStringLiteral("--widthtype"), QStringLiteral("pixel"),
+            QStringLiteral("--width"), QStringLiteral("200"), QStringLiteral("--height"),
+            QStringLiteral("24"), QStringLiteral("--SetDockType"), QStringLiteral("true"),
+            QStringLiteral("--transparent"), QStringLiteral("false")});
     if (!waitUntil([this] { return m_probe->selectionHasOwner("_NET_SYSTEM_TRAY_S0"); },
-                   std::chrono::seconds(10))) {
+            std::chrono::seconds(10))) {
         m_error = QStringLiteral("trayer did not become ready");
         return false;
     }
@@ -146,7 +146,7 @@ QProcess* TestDesktop::startProcess(const QString& program, const QStringList& a
 }
 
 qint64 TestDesktop::startApp(const QString& program, const QStringList& arguments, int windows,
-                             std::chrono::milliseconds timeout)
+    std::chrono::milliseconds timeout)
 {
     QProcess* process = startProcess(program, arguments);
     const qint64 pid = process->processId();
@@ -178,8 +178,8 @@ void TestDesktop::stopApp(qint64 pid)
     ::kill(static_cast<pid_t>(pid), SIGTERM);
 }
 
-QByteArray TestDesktop::run(const QString& program, const QStringList& arguments,
-                            std::chrono::milliseconds timeout)
+QByteArray TestDesktop::run(
+    const QString& program, const QStringList& arguments, std::chrono::milliseconds timeout)
 {
     QProcess process;
     dieWithParent(process);
@@ -194,8 +194,8 @@ QByteArray TestDesktop::run(const QString& program, const QStringList& arguments
     return process.readAllStandardOutput();
 }
 
-bool TestDesktop::waitUntil(const std::function<bool()>& condition,
-                            std::chrono::milliseconds timeout) const
+bool TestDesktop::waitUntil(
+    const std::function<bool()>& condition, std::chrono::milliseconds timeout) const
 {
     QElapsedTimer timer;
     timer.start();

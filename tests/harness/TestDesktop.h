@@ -22,7 +22,7 @@ public:
     };
 
     explicit TestDesktop(Options options);
-    TestDesktop() : TestDesktop(Options{}) {}
+    TestDesktop() : TestDesktop(Options{}) { }
     ~TestDesktop();
     TestDesktop(const TestDesktop&) = delete;
     TestDesktop& operator=(const TestDesktop&) = delete;
@@ -38,9 +38,9 @@ public:
     // Starts an app and waits until `windows` managed windows of its PID exist.
     // Returns the PID, or 0 (with a warning) when it did not show up in time.
     qint64 startApp(const QString& program, const QStringList& arguments = {}, int windows = 1,
-                    std::chrono::milliseconds timeout = std::chrono::seconds(10));
-    bool waitForWindows(qint64 pid, int count,
-                        std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
+        std::chrono::milliseconds timeout = std::chrono::seconds(10));
+    bool waitForWindows(
+        qint64 pid, int count, std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
     // Ends one app (SIGTERM, then SIGKILL) and waits for it.
     void stopApp(qint64 pid);
 
@@ -50,7 +50,7 @@ public:
     // Runs a command to its end on this desktop (xdotool, xwininfo...): stdout, or an
     // empty array with a warning when it fails.
     static QByteArray run(const QString& program, const QStringList& arguments,
-                          std::chrono::milliseconds timeout = std::chrono::seconds(10));
+        std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
 private:
     bool startXvfb(const Options& options);

@@ -9,12 +9,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-TestEnvironment::TestEnvironment() : m_root(QDir::tempPath() + QStringLiteral("/vantor-test-XXXXXX"))
+TestEnvironment::TestEnvironment()
+    : m_root(QDir::tempPath() + QStringLiteral("/vantor-test-XXXXXX"))
 {
     if (!m_root.isValid())
         qFatal("Cannot create a temporary home for the test");
-    for (const QString& dir : {home(), configHome(), dataHome(), cacheHome(), runtimeDir(),
-                               applicationsDir()})
+    for (const QString& dir :
+        {home(), configHome(), dataHome(), cacheHome(), runtimeDir(), applicationsDir()})
         QDir().mkpath(dir);
     ::chmod(QFile::encodeName(runtimeDir()).constData(), 0700);
 

@@ -17,31 +17,32 @@ inline void failOnUnexpectedWarnings()
 }
 
 // A test of logic only: private home, no display (Qt's offscreen platform).
-#define VANTOR_UNIT_TEST_MAIN(TestClass)                                                          \
-    int main(int argc, char** argv)                                                               \
-    {                                                                                             \
-        TestEnvironment environment;                                                              \
-        qputenv("QT_QPA_PLATFORM", "offscreen");                                                  \
-        qunsetenv("DISPLAY");                                                                     \
-        QApplication app(argc, argv);                                                             \
-        TestClass test;                                                                           \
-        return QTest::qExec(&test, argc, argv);                                                   \
+#define VANTOR_UNIT_TEST_MAIN(TestClass)                                                           \
+    int main(int argc, char** argv)                                                                \
+    {                                                                                              \
+        TestEnvironment environment;                                                               \
+        qputenv("QT_QPA_PLATFORM", "offscreen");                                                   \
+        qunsetenv("DISPLAY");                                                                      \
+        QApplication app(argc, argv);                                                              \
+        TestClass test;                                                                            \
+        return QTest::qExec(&test, argc, argv);                                                    \
     }
 
 // A test on a private desktop: Xvfb + openbox (+ a tray host), private home.
-#define VANTOR_DESKTOP_TEST_MAIN_WITH(TestClass, desktopOptions)                                  \
-    int main(int argc, char** argv)                                                               \
-    {                                                                                             \
-        TestEnvironment environment;                                                              \
-        TestDesktop desktop(desktopOptions);                                                      \
-        if (!desktop.isReady()) {                                                                 \
-            std::fprintf(stderr, "No test desktop: %s\n", qPrintable(desktop.errorString()));     \
-            return 1;                                                                             \
-        }                                                                                         \
-        qputenv("QT_QPA_PLATFORM", "xcb");                                                        \
-        QApplication app(argc, argv);                                                             \
-        TestClass test;                                                                           \
-        return QTest::qExec(&test, argc, argv);                                                   \
+#define VANTOR_DESKTOP_TEST_MAIN_WITH(TestClass, desktopOptions)                                   \
+    int main(int argc, char** argv)                                                                \
+    {                                                                                              \
+        TestEnvironment environment;                                                               \
+        TestDesktop desktop(desktopOptions);                                                       \
+        if (!desktop.isReady()) {                                                                  \
+            std::fprintf(stderr, "No test desktop: %s\n", qPrintable(desktop.errorString()));      \
+            return 1;                                                                              \
+        }                                                                                          \
+        qputenv("QT_QPA_PLATFORM", "xcb");                                                         \
+        QApplication app(argc, argv);                                                              \
+        TestClass test;                                                                            \
+        return QTest::qExec(&test, argc, argv);                                                    \
     }
 
-#define VANTOR_DESKTOP_TEST_MAIN(TestClass) VANTOR_DESKTOP_TEST_MAIN_WITH(TestClass, TestDesktop::Options{})
+#define VANTOR_DESKTOP_TEST_MAIN(TestClass)                                                        \
+    VANTOR_DESKTOP_TEST_MAIN_WITH(TestClass, TestDesktop::Options{})

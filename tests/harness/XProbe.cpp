@@ -11,8 +11,7 @@ namespace {
 struct FreeDeleter {
     void operator()(void* p) const { std::free(p); }
 };
-template <typename T>
-using Reply = std::unique_ptr<T, FreeDeleter>;
+template <typename T> using Reply = std::unique_ptr<T, FreeDeleter>;
 
 } // namespace
 
@@ -22,17 +21,16 @@ struct XProbe::Private {
 
     xcb_atom_t atom(const char* name) const
     {
-        Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
-            connection, xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr));
+        Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(connection,
+            xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name),
+            nullptr));
         return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
     }
 
     Reply<xcb_get_property_reply_t> property(xcb_window_t window, const char* name) const
     {
-        return Reply<xcb_get_property_reply_t>(xcb_get_property_reply(
-            connection,
-            xcb_get_property(connection, 0, window, atom(name), XCB_GET_PROPERTY_TYPE_ANY, 0,
-                             4096),
+        return Reply<xcb_get_property_reply_t>(xcb_get_property_reply(connection,
+            xcb_get_property(connection, 0, window, atom(name), XCB_GET_PROPERTY_TYPE_ANY, 0, 4096),
             nullptr));
     }
 };

@@ -13,22 +13,21 @@ namespace {
 
 AppLayoutPtr layoutFor(double screenWidth, double screenHeight, double x = 10, double y = 20)
 {
-    return std::make_shared<AppLayout>(QUuid::createUuid(), screenWidth, screenHeight, x, y, 800,
-                                       600);
+    return std::make_shared<AppLayout>(
+        QUuid::createUuid(), screenWidth, screenHeight, x, y, 800, 600);
 }
 
 AppInfoPtr appWith(const QList<AppLayoutPtr>& layouts)
 {
     return AppInfo::create(QUuid::createUuid(), QStringLiteral("Editor"),
-                           QStringLiteral("org.example.Editor"), true,
-                           QStringLiteral("/usr/share/applications/org.example.Editor.desktop"),
-                           layouts);
+        QStringLiteral("org.example.Editor"), true,
+        QStringLiteral("/usr/share/applications/org.example.Editor.desktop"), layouts);
 }
 
 WorkspacePtr workspaceWith(const QList<AppInfoPtr>& apps)
 {
     return std::make_shared<Workspace>(QUuid::createUuid(), QStringLiteral("Work"),
-                                       QDateTime::currentDateTimeUtc(), std::nullopt, apps);
+        QDateTime::currentDateTimeUtc(), std::nullopt, apps);
 }
 
 } // namespace
@@ -110,8 +109,8 @@ private Q_SLOTS:
 
     void hasValueNeedsEveryApp()
     {
-        const auto workspace = workspaceWith(
-            {appWith({layoutFor(1920, 1080)}), appWith({layoutFor(1512, 982)})});
+        const auto workspace
+            = workspaceWith({appWith({layoutFor(1920, 1080)}), appWith({layoutFor(1512, 982)})});
         QVERIFY(!workspace->hasValueForCurrentScreenSize({1920, 1080}));
         QVERIFY(!workspace->hasValueForCurrentScreenSize({1512, 982}));
         workspace->apps().at(1)->appendLayout(layoutFor(1920, 1080));
@@ -123,11 +122,11 @@ private Q_SLOTS:
         const auto first = layoutFor(1512, 982);
         const auto large = layoutFor(1920, 1080);
         const auto workspace = workspaceWith({appWith({first}), appWith({layoutFor(1512, 982)}),
-                                              appWith({layoutFor(1512, 982), large})});
+            appWith({layoutFor(1512, 982), large})});
         const auto layouts = workspace->allLayouts();
         QCOMPARE(layouts.size(), 2);
         QCOMPARE(QSet<AppLayoutPtr>(layouts.cbegin(), layouts.cend()),
-                 (QSet<AppLayoutPtr>{first, large}));
+            (QSet<AppLayoutPtr>{first, large}));
     }
 
     void screenSizeDescriptionTruncatesTowardZero_data()
@@ -170,7 +169,7 @@ private Q_SLOTS:
         int status = 0;
         QCOMPARE(::waitpid(child, &status, 0), child);
         QVERIFY2(!(WIFEXITED(status) && WEXITSTATUS(status) == 0),
-                 "the conversion must stop the process");
+            "the conversion must stop the process");
     }
 
     void workspaceFieldsAreKeptInOrder()
