@@ -1,0 +1,89 @@
+#!/usr/bin/env bash
+# Vantor on a machine without a desktop: a private X display with openbox and a tray,
+# three demo apps, a workspace captured from them, the windows scattered, and the
+# workspace's hotkey pressed. Screenshots of each stage land in the folder it prints.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+vantor=${VANTOR:-build/release/src/vantor}
+out=${VANTOR_DEMO_OUTPUT:-$PWD/demo-output}
+mkdir -p "$out"
+
+# A throw-away home, so the demo never touches the user's files.
+demo_home=$(mktemp -d /tmp/vantor-demo-XXXXXX)
+export HOME=$demo_home/home XDG_CONFIG_HOME=$demo_home/config XDG_DATA_HOME=$demo_home/data \
+  XDG_CACHE_HOME=$demo_home/cache XDG_RUNTIME_DIR=$demo_home/runtime
+mkdir -p "$HOME" "$XDG_CONFIG_HOME" "$XDG_DATA_HOME/applications" "$XDG_CACHE_HOME" "$XDG_RUNTIME_DIR"
+chmod 700 "$XDG_RUNTIME_DIR"
+unset DBUS_SESSION_BUS_ADDRESS
+
+pids=()
+cleanup() {
+  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
+  wait 2>/dev/null || true
+  rm -rf "$demo_home"
+}
+trap cleanup EXIT
+
+wait_for() { # wait_for DESCRIPTION COMMAND...: up to 10 s
+  local what=$1; shift
+  for _ in $(seq 100); do "$@" >/dev/null 2>&1 && return 0; sleep 0.1; done
+  echo "demo: $what did not happen" >&2; exit 1
+}
+start() { "$@" >/dev/null 2>&1 & pids+=($!); }
+
+Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$demo_home/display" >/dev/null 2>&1 &
+pids+=($!)
+wait_for "Xvfb" test -s "$demo_home/display"
+export DISPLAY=:$(head -n 1 "$demo_home/display")
+start openbox --sm-disable
+wait_for "openbox" xprop -root _NET_SUPPORTING_WM_CHECK
+start trayer --edge top --align right --widthtype pixel --width 120 --height 24 \
+  --SetDockType true --transparent false --tint 0x2b2b2b
+wait_for "the tray" sh -c 'xdotool search --class trayer'
+
+entry() { # entry ID NAME COMMAND CLASS
+  cat > "$XDG_DATA_HOME/applications/$1.desktop" <<ENTRY
+[Desktop Entry]
+Type=Application
+Name=$2
+Exec=$3
+StartupWMClass=$4
+ENTRY
+}
+entry demo-clock "Demo Clock" "xclock -update 1" XClock
+entry demo-eyes "Demo Eyes" "xeyes" XEyes
+entry demo-logo "Demo Logo" "xlogo" XLogo
+
+start xclock -update 1 -geometry 300x300+60+80
+start xeyes -geometry 360x240+420+80
+start xlogo -geometry 320x320+840+300
+wait_for "the demo apps" sh -c '[ "$(xdotool search --onlyvisible --name "xclock|xeyes|xlogo" | wc -l)" -ge 3 ]'
+
+"$vantor" >"$out/vantor.log" 2>&1 & pids+=($!)
+wait_for "Vantor's tray icon" sh -c 'xdotool search --classname vantor >/dev/null'
+sleep 1
+"$vantor" capture Demo | tee -a "$out/vantor.log"
+import -window root "$out/1-captured.png"
+
+for name in xclock xeyes xlogo; do
+  for window in $(xdotool search --onlyvisible --name "^$name\$"); do
+    xdotool windowmove "$window" $((RANDOM % 700)) $((RANDOM % 400))
+  done
+done
+sleep 0.5
+import -window root "$out/2-scattered.png"
+
+# Vantor gave the first workspace Shift+Option+1 (Shift+Alt+1 on Linux).
+xdotool key shift+alt+1
+sleep 1
+import -window root "$out/3-restored.png"
+
+# The tray menu: a click on Vantor's icon in the tray opens it.
+icon=$(xdotool search --classname vantor | head -n 1)
+xdotool mousemove --window "$icon" 8 8 click 1
+sleep 0.7
+import -window root "$out/4-tray-menu.png"
+xdotool key Escape
+
+echo "Demo screenshots and Vantor's log: $out"
+ls "$out"
