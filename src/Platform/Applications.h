@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <QUrl>
 
 #include <functional>
@@ -39,8 +40,9 @@ public:
     // The installed application (desktop entry path) for a bundle identifier.
     virtual std::optional<QString> applicationPath(const QString& bundleIdentifier) = 0;
 
-    // Launches the application; the completion runs once, later, with the new process or
-    // an error description.
+    // Launches the application; the completion runs once, later, from the main thread's event
+    // loop, with the new process (none when the desktop started it by other means, e.g. over
+    // D-Bus) or an error description.
     using LaunchCompletion = std::function<void(
         std::optional<RunningApplication> application, std::optional<QString> error)>;
     virtual void launch(const QString& path, LaunchCompletion completion) = 0;
@@ -49,6 +51,15 @@ public:
     virtual void open(const QUrl& location) = 0;
 };
 
+// Running applications from the window system's windows, matched to the desktop entries
+// of this session (GIO).
 std::unique_ptr<Applications> createApplications(WindowSystem& windowSystem);
+
+// What a desktop entry file says about itself, read by the desktop's own rules. Nothing when
+// the file is not a usable desktop entry (missing, malformed, hidden, or TryExec not found).
+std::optional<QString> desktopEntryName(const QString& path);
+// The entry's icon: theme icon names, best first, or absolute image file paths. Empty when
+// the entry names no icon or is not usable.
+QStringList desktopEntryIcon(const QString& path);
 
 } // namespace Platform

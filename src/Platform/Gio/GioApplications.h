@@ -1,0 +1,24 @@
+#pragma once
+
+#include "Platform/Applications.h"
+#include "Platform/Gio/DesktopEntryIndex.h"
+
+namespace Platform::Gio {
+
+// Applications of a freedesktop session: an app is a desktop entry, a running app is a
+// process that owns managed windows, matched to the entry it was started from.
+class GioApplications final : public Applications {
+public:
+    explicit GioApplications(WindowSystem& windowSystem);
+
+    QList<RunningApplication> runningApplications() override;
+    std::optional<QString> applicationPath(const QString& bundleIdentifier) override;
+    void launch(const QString& path, LaunchCompletion completion) override;
+    void open(const QUrl& location) override;
+
+private:
+    WindowSystem& m_windowSystem;
+    DesktopEntryIndex m_index;
+};
+
+} // namespace Platform::Gio
