@@ -1,5 +1,6 @@
 #include "Platform/Gio/AppLauncher.h"
 
+#include "Platform/Gio/ExecWatch.h"
 #include "Platform/Gio/GioHandles.h"
 #include "Util/Logging.h"
 
@@ -15,21 +16,12 @@ namespace Platform::Gio {
 namespace {
 
 struct LaunchState {
-    GPid firstPid = 0;
+    QList<GPid> pids;
 };
-
-void reapChild(GPid pid, gint status, gpointer)
-{
-    qCDebug(lcApps) << "Launched process" << pid << "ended with status" << status;
-    g_spawn_close_pid(pid);
-}
 
 void onProcessStarted(GDesktopAppInfo*, GPid pid, gpointer data)
 {
-    auto* state = static_cast<LaunchState*>(data);
-    if (state->firstPid == 0)
-        state->firstPid = pid;
-    g_child_watch_add(pid, &reapChild, nullptr);
+    static_cast<LaunchState*>(data)->pids.append(pid);
 }
 
 // A startup-notification ID for the new process (DESKTOP_STARTUP_ID), so that the window
@@ -110,11 +102,22 @@ void launchDesktopEntry(const QString& path, Applications::LaunchCompletion comp
         runLater([completion, message] { completion(std::nullopt, message); });
         return;
     }
-    std::optional<RunningApplication> application;
-    if (state.firstPid > 0)
-        application = launchedApplication(info.get(), state.firstPid, path);
-    qCDebug(lcApps) << "Launched" << path << "as process" << state.firstPid;
-    runLater([completion, application] { completion(application, std::nullopt); });
+    qCDebug(lcApps) << "Launched" << path << "as processes" << state.pids;
+    if (state.pids.isEmpty()) { // started over D-Bus
+        runLater([completion] { completion(std::nullopt, std::nullopt); });
+        return;
+    }
+    for (const GPid pid : state.pids.mid(1))
+        reapWhenDone(pid);
+    const RunningApplication application
+        = launchedApplication(info.get(), state.pids.first(), path);
+    watchExec(state.pids.first(), fromUtf8(g_app_info_get_executable(G_APP_INFO(info.get()))),
+        [completion, application](std::optional<QString> error) {
+            if (error)
+                completion(std::nullopt, error);
+            else
+                completion(application, std::nullopt);
+        });
 }
 
 } // namespace Platform::Gio
