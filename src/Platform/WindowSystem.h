@@ -21,6 +21,7 @@ struct WindowInfo {
     WindowId id = 0;
     ProcessId pid = 0; // 0 when the owner is unknown
     WindowKind kind = WindowKind::Other;
+    QString typeName; // the window type's short name: "normal", "dialog", "dock"...
     // On the normal layer: neither kept above nor below the others.
     bool isNormalLayer = false;
     // Mapped, not minimised, and on the current desktop (or on all of them).
@@ -57,7 +58,8 @@ public:
     virtual void setWindowFrames(const QList<WindowId>& windows, QPointF position, QSizeF size) = 0;
 };
 
-// The window system of this session (X11 through xcb); null when there is no display.
+// The window system of this session (X11 through xcb); never null. Without a display it
+// controls nothing: the screen is 0 by 0, no windows are listed, none can be retrieved.
 std::unique_ptr<WindowSystem> createWindowSystem();
 
 } // namespace Platform

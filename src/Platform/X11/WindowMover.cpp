@@ -1,0 +1,183 @@
+#include "Platform/X11/WindowMover.h"
+
+#include "Platform/X11/ClientMessage.h"
+#include "Platform/X11/Connection.h"
+#include "Platform/X11/FrameMath.h"
+#include "Platform/X11/PendingReply.h"
+#include "Platform/X11/Properties.h"
+#include "Platform/X11/WindowStates.h"
+#include "Util/Logging.h"
+
+#include <xcb/xcb.h>
+
+#include <optional>
+#include <vector>
+
+namespace Platform::X11 {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::uint32_t northWestGravity = 1;
+constexpr std::uint32_t withX = 1U << 8;
+constexpr std::uint32_t withY = 1U << 9;
+constexpr std::uint32_t withWidth = 1U << 10;
+constexpr std::uint32_t withHeight = 1U << 11;
+constexpr std::uint32_t fromPager = 2U << 12;
+constexpr auto stateChangeTimeout = 500ms;
+
+struct Decorations {
+    Extents frame;
+    Extents shadows;
+};
+
+class DecorationRequest {
+public:
+    DecorationRequest(const Connection& connection, std::uint32_t window)
+        : m_frame(connection, window, Atom::NetFrameExtents, 4),
+          m_shadows(connection, window, Atom::GtkFrameExtents, 4)
+    {
+    }
+    Decorations take()
+    {
+        return {extentsOf(m_frame.take().get()), extentsOf(m_shadows.take().get())};
+    }
+
+private:
+    PropertyRequest m_frame;
+    PropertyRequest m_shadows;
+};
+
+struct StateRequest {
+    StateRequest(const Connection& connection, std::uint32_t window)
+        : decorations(connection, window),
+          states(connection, window, Atom::NetWmState),
+          geometry(connection.get(), xcb_get_geometry(connection.get(), window).sequence)
+    {
+    }
+    DecorationRequest decorations;
+    PropertyRequest states;
+    PendingReply geometry;
+};
+
+// What has to be left before the window can be moved; nothing when it can be moved now.
+std::optional<StateToLeave> stateToLeave(
+    const Connection& connection, std::uint32_t window, StateRequest& request)
+{
+    const QList<std::uint32_t> states = values32(request.states.take().get());
+    const auto geometry = takeReply(request.geometry, xcb_get_geometry_reply);
+    StateToLeave state;
+    state.window = window;
+    state.maximized = states.contains(connection.atom(Atom::NetWmStateMaximizedVert))
+        || states.contains(connection.atom(Atom::NetWmStateMaximizedHorz));
+    state.fullscreen = states.contains(connection.atom(Atom::NetWmStateFullscreen));
+    if (!geometry || !(state.maximized || state.fullscreen))
+        return std::nullopt;
+    state.width = geometry->width;
+    state.height = geometry->height;
+    return state;
+}
+
+std::uint32_t onWire(int value)
+{
+    return static_cast<std::uint32_t>(static_cast<std::int32_t>(value));
+}
+
+void requestFromWindowManager(
+    const Connection& connection, std::uint32_t window, const MoveResize& request)
+{
+    const std::uint32_t type = connection.atom(Atom::NetMoveResizeWindow);
+    sendToWindowManager(connection, window, type,
+        {northWestGravity | withX | withY | fromPager, onWire(request.frameX),
+            onWire(request.frameY), 0, 0});
+    sendToWindowManager(connection, window, type,
+        {northWestGravity | withWidth | withHeight | fromPager, 0, 0, onWire(request.clientWidth),
+            onWire(request.clientHeight)});
+}
+
+// Without a window manager that takes move requests, the window is configured itself.
+// Errors of windows that went away are discarded with the requests.
+void configureDirectly(const Connection& connection, std::uint32_t window,
+    const MoveResize& request, std::vector<PendingReply>& checks)
+{
+    const std::uint32_t position[] = {onWire(request.clientX), onWire(request.clientY)};
+    checks.emplace_back(connection.get(),
+        xcb_configure_window_checked(
+            connection.get(), window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, position)
+            .sequence);
+    const std::uint32_t size[] = {onWire(request.clientWidth), onWire(request.clientHeight)};
+    checks.emplace_back(connection.get(),
+        xcb_configure_window_checked(
+            connection.get(), window, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, size)
+            .sequence);
+}
+
+std::vector<Decorations> readDecorations(
+    const Connection& connection, const QList<std::uint32_t>& windows)
+{
+    std::vector<DecorationRequest> requests;
+    requests.reserve(static_cast<std::size_t>(windows.size()));
+    for (std::uint32_t window : windows)
+        requests.emplace_back(connection, window);
+    std::vector<Decorations> decorations;
+    for (DecorationRequest& request : requests)
+        decorations.push_back(request.take());
+    return decorations;
+}
+
+struct Preparation {
+    std::vector<Decorations> decorations;
+    bool windowManagerMoves = false;
+};
+
+// Reads every window's decorations and state, and what the window manager supports, in one
+// round trip; leaves maximized and fullscreen states (their decorations then change).
+Preparation prepare(const Connection& connection, const QList<std::uint32_t>& windows)
+{
+    PropertyRequest supportedRequest(connection, connection.root(), Atom::NetSupported, 1024);
+    std::vector<StateRequest> requests;
+    requests.reserve(static_cast<std::size_t>(windows.size()));
+    for (std::uint32_t window : windows)
+        requests.emplace_back(connection, window);
+    const QList<std::uint32_t> supported = values32(supportedRequest.take().get());
+
+    Preparation preparation;
+    preparation.windowManagerMoves = supported.contains(connection.atom(Atom::NetMoveResizeWindow));
+    QList<StateToLeave> toLeave;
+    for (qsizetype i = 0; i < windows.size(); ++i) {
+        StateRequest& request = requests[static_cast<std::size_t>(i)];
+        preparation.decorations.push_back(request.decorations.take());
+        if (const auto state = stateToLeave(connection, windows[i], request))
+            toLeave.append(*state);
+    }
+    if (!toLeave.isEmpty()) {
+        leaveMaximizedAndFullscreen(connection, toLeave, stateChangeTimeout);
+        preparation.decorations = readDecorations(connection, windows);
+    }
+    return preparation;
+}
+
+} // namespace
+
+void WindowMover::place(const QList<std::uint32_t>& windows, const Frame& target) const
+{
+    if (windows.isEmpty())
+        return;
+    const Preparation preparation = prepare(m_connection, windows);
+    qCDebug(lcWindows) << "Placing" << windows.size() << "windows on" << target.x << target.y
+                       << target.width << target.height
+                       << (preparation.windowManagerMoves ? "through the window manager"
+                                                          : "directly");
+    std::vector<PendingReply> checks;
+    for (qsizetype i = 0; i < windows.size(); ++i) {
+        const Decorations& around = preparation.decorations[static_cast<std::size_t>(i)];
+        const MoveResize request = moveResizeFor(target, around.frame, around.shadows);
+        if (preparation.windowManagerMoves)
+            requestFromWindowManager(m_connection, windows[i], request);
+        else
+            configureDirectly(m_connection, windows[i], request, checks);
+    }
+    m_connection.sync();
+}
+
+} // namespace Platform::X11

@@ -1,0 +1,136 @@
+#include "Platform/X11/X11WindowSystem.h"
+
+#include "Platform/X11/Connection.h"
+#include "Platform/X11/MainScreen.h"
+#include "Platform/X11/ProcessIds.h"
+#include "Platform/X11/Properties.h"
+#include "Platform/X11/WindowMover.h"
+#include "Platform/X11/WindowReader.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <limits>
+
+namespace Platform {
+namespace X11 {
+namespace {
+
+constexpr std::uint32_t maxClients = 1U << 16;
+
+QList<std::uint32_t> toX11(const QList<WindowId>& windows)
+{
+    QList<std::uint32_t> result;
+    result.reserve(windows.size());
+    for (WindowId window : windows) {
+        if (window != 0 && window <= std::numeric_limits<std::uint32_t>::max())
+            result.append(static_cast<std::uint32_t>(window));
+    }
+    return result;
+}
+
+bool isZombie(ProcessId pid)
+{
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return false;
+    // "pid (comm) state ...": comm may hold blanks and parentheses.
+    const QByteArray line = stat.readAll();
+    const qsizetype end = line.lastIndexOf(')');
+    return end >= 0 && line.size() > end + 2 && line.at(end + 2) == 'Z';
+}
+
+} // namespace
+
+bool processExists(ProcessId pid)
+{
+    if (pid <= 0) // 0 and negative ids name process groups
+        return false;
+    if (::kill(pid, 0) != 0 && errno != EPERM)
+        return false;
+    return !isZombie(pid);
+}
+
+X11WindowSystem::X11WindowSystem() : m_connection(Connection::open())
+{
+}
+
+X11WindowSystem::~X11WindowSystem() = default;
+
+const Connection* X11WindowSystem::liveConnection() const
+{
+    return m_connection && m_connection->isAlive() ? m_connection.get() : nullptr;
+}
+
+bool X11WindowSystem::canControlWindows()
+{
+    const std::lock_guard lock(m_mutex);
+    const Connection* connection = liveConnection();
+    if (!connection)
+        return false;
+    PropertyRequest check(*connection, connection->root(), Atom::NetSupportingWmCheck, 1);
+    return firstValue32(check.take().get()).value_or(0) != 0;
+}
+
+ScreenSize X11WindowSystem::mainScreenSize()
+{
+    const std::lock_guard lock(m_mutex);
+    const Connection* connection = liveConnection();
+    return connection ? X11::mainScreenSize(*connection) : ScreenSize{};
+}
+
+QList<WindowInfo> X11WindowSystem::managedWindows()
+{
+    const std::lock_guard lock(m_mutex);
+    const Connection* connection = liveConnection();
+    if (!connection)
+        return {};
+    PropertyRequest stackingRequest(
+        *connection, connection->root(), Atom::NetClientListStacking, maxClients);
+    PropertyRequest desktopRequest(*connection, connection->root(), Atom::NetCurrentDesktop, 1);
+    QList<std::uint32_t> frontToBack = values32(stackingRequest.take().get());
+    std::reverse(frontToBack.begin(), frontToBack.end());
+    const std::optional<std::uint32_t> currentDesktop = firstValue32(desktopRequest.take().get());
+    return WindowReader(*connection).read(frontToBack, currentDesktop);
+}
+
+std::optional<QList<WindowId>> X11WindowSystem::windowsOfProcess(ProcessId pid, int limit)
+{
+    const std::lock_guard lock(m_mutex);
+    const Connection* connection = liveConnection();
+    if (!connection || !processExists(pid))
+        return std::nullopt;
+    const auto clientList
+        = PropertyRequest(*connection, connection->root(), Atom::NetClientList, maxClients).take();
+    if (!clientList)
+        return std::nullopt;
+    const QList<std::uint32_t> clients = values32(clientList.get());
+    const QList<ProcessId> owners = ProcessIdQuery(*connection, clients).take();
+    QList<WindowId> windows;
+    for (qsizetype i = 0; i < clients.size() && windows.size() < limit; ++i) {
+        if (owners[i] == pid)
+            windows.append(clients[i]);
+    }
+    return windows;
+}
+
+void X11WindowSystem::setWindowFrames(const QList<WindowId>& windows, QPointF position, QSizeF size)
+{
+    const std::lock_guard lock(m_mutex);
+    const Connection* connection = liveConnection();
+    if (!connection)
+        return;
+    const Frame target{position.x(), position.y(), size.width(), size.height()};
+    WindowMover(*connection).place(toX11(windows), target);
+}
+
+} // namespace X11
+
+std::unique_ptr<WindowSystem> createWindowSystem()
+{
+    return std::make_unique<X11::X11WindowSystem>();
+}
+
+} // namespace Platform

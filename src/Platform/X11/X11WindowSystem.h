@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Platform/WindowSystem.h"
+
+#include <memory>
+#include <mutex>
+
+namespace Platform::X11 {
+
+class Connection;
+
+// The window system of an X11 session with an EWMH window manager, over a connection of
+// Vantor's own (so it works without a Qt GUI). Without a display every answer is empty.
+class X11WindowSystem final : public WindowSystem {
+public:
+    X11WindowSystem();
+    ~X11WindowSystem() override;
+
+    bool canControlWindows() override;
+    ScreenSize mainScreenSize() override;
+    QList<WindowInfo> managedWindows() override;
+    std::optional<QList<WindowId>> windowsOfProcess(ProcessId pid, int limit) override;
+    void setWindowFrames(const QList<WindowId>& windows, QPointF position, QSizeF size) override;
+
+private:
+    const Connection* liveConnection() const;
+
+    std::unique_ptr<Connection> m_connection;
+    // Launch completions may place windows from another thread.
+    std::mutex m_mutex;
+};
+
+// Whether a process with this id runs now. kill(pid, 0) asks the kernel without touching
+// the process (EPERM still means it exists); a zombie, which has exited but was not yet
+// reaped, does not count.
+bool processExists(ProcessId pid);
+
+} // namespace Platform::X11

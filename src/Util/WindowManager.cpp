@@ -1,0 +1,60 @@
+#include "Util/WindowManager.h"
+
+#include "Util/Console.h"
+
+#include <QUuid>
+
+namespace {
+
+constexpr int maxPlacedWindows = 100;
+
+// Normal and dialog windows that are kept neither above nor below the others: the layer
+// that ordinary application windows live on.
+bool isOnNormalLayer(const Platform::WindowInfo& window)
+{
+    return (window.kind == Platform::WindowKind::Normal
+               || window.kind == Platform::WindowKind::Dialog)
+        && window.isNormalLayer;
+}
+
+} // namespace
+
+WindowManager::WindowManager(
+    Platform::WindowSystem& windowSystem, Platform::Applications& applications)
+    : m_windowSystem(windowSystem), m_applications(applications)
+{
+}
+
+ScreenSize WindowManager::mainScreenSize() const
+{
+    return m_windowSystem.mainScreenSize();
+}
+
+QList<AppLayoutPtr> WindowManager::getAppLayout(
+    const Platform::RunningApplication& application) const
+{
+    QList<AppLayoutPtr> layouts;
+    for (const Platform::WindowInfo& window : m_windowSystem.managedWindows()) {
+        if (!window.isOnScreen || window.pid != application.processIdentifier
+            || !isOnNormalLayer(window) || window.frame.isEmpty())
+            continue;
+        // The screen is read for every window kept, so each layout names the screen it was
+        // captured on even if that changes meanwhile.
+        const ScreenSize screen = mainScreenSize();
+        const Frame& frame = window.frame;
+        layouts.append(std::make_shared<AppLayout>(QUuid::createUuid(), screen.width, screen.height,
+            frame.x, frame.y, frame.width, frame.height));
+    }
+    return layouts;
+}
+
+void WindowManager::setWindowPosition(Platform::ProcessId pid, QPointF position, QSizeF size) const
+{
+    const std::optional<QList<Platform::WindowId>> windows
+        = m_windowSystem.windowsOfProcess(pid, maxPlacedWindows);
+    if (!windows) {
+        Console::print(QStringLiteral("Could not retrieve windows for %1.").arg(pid));
+        return;
+    }
+    m_windowSystem.setWindowFrames(*windows, position, size);
+}
