@@ -272,6 +272,13 @@ void removeAllHandlers()
     state().streamKeyUpHandlers.clear();
 }
 
+void unregisterAll()
+{
+    const QSet<Shortcut> registered = state().registered;
+    for (const Shortcut& shortcut : registered)
+        unregisterShortcut(shortcut);
+}
+
 bool isEnabled()
 {
     return state().isEnabled;

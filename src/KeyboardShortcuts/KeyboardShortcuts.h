@@ -64,6 +64,9 @@ requires(std::same_as<Names, Name>&&...) void disable(const Names&... names)
 }
 
 void removeAllHandlers();
+// Unregisters every registered shortcut; stored entries and handlers stay. For shutting down,
+// and for tests that start afresh.
+void unregisterAll();
 
 // While false no hot key is registered with the system; the registrations are kept.
 bool isEnabled();
