@@ -18,8 +18,11 @@ unset DBUS_SESSION_BUS_ADDRESS
 
 pids=()
 cleanup() {
-  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-  wait 2>/dev/null || true
+  # Newest first: Vantor and the apps leave before their X server does.
+  for ((i = ${#pids[@]} - 1; i >= 0; i--)); do
+    kill "${pids[i]}" 2>/dev/null || true
+    wait "${pids[i]}" 2>/dev/null || true
+  done
   rm -rf "$demo_home"
 }
 trap cleanup EXIT
@@ -59,10 +62,14 @@ start xeyes -geometry 360x240+420+80
 start xlogo -geometry 320x320+840+300
 wait_for "the demo apps" sh -c '[ "$(xdotool search --onlyvisible --name "xclock|xeyes|xlogo" | wc -l)" -ge 3 ]'
 
+# The workspace first: Vantor binds the hotkeys of the workspaces it finds at start.
+"$vantor" capture Demo | tee "$out/capture.txt"
 "$vantor" >"$out/vantor.log" 2>&1 & pids+=($!)
-wait_for "Vantor's tray icon" sh -c 'xdotool search --classname vantor >/dev/null'
-sleep 1
-"$vantor" capture Demo | tee -a "$out/vantor.log"
+wait_for "Vantor's window" sh -c 'xdotool search --name "^Vantor\$"'
+wait_for "Vantor's hotkeys" grep -q "Registered shortcut for Demo" "$out/vantor.log"
+# Closed, so the screenshots show the apps; Vantor stays in the tray.
+wmctrl -c Vantor
+sleep 0.5
 import -window root "$out/1-captured.png"
 
 for name in xclock xeyes xlogo; do
@@ -78,9 +85,19 @@ xdotool key shift+alt+1
 sleep 1
 import -window root "$out/3-restored.png"
 
-# The tray menu: a click on Vantor's icon in the tray opens it.
-icon=$(xdotool search --classname vantor | head -n 1)
-xdotool mousemove --window "$icon" 8 8 click 1
+# The tray menu lists the workspaces that had a shortcut when it was built; the defaults
+# were handed out after the first menu was made, so a second start shows the workspace.
+kill "${pids[-1]}"; wait "${pids[-1]}" 2>/dev/null || true; unset 'pids[-1]'
+"$vantor" >>"$out/vantor.log" 2>&1 & pids+=($!)
+wait_for "Vantor's second start" sh -c "[ \$(grep -c \"Registered shortcut for Demo\" \"$out/vantor.log\") -ge 2 ]"
+wmctrl -c Vantor
+sleep 0.5
+# A click on Vantor's icon in the tray opens the menu.
+for window in $(xdotool search --onlyvisible --classname vantor); do
+  read -r x y width < <(xwininfo -id "$window" |
+    awk '/Absolute upper-left X/ {x=$NF} /Absolute upper-left Y/ {y=$NF} /Width/ {w=$NF} END {print x, y, w}')
+  [ "$width" -le 48 ] && xdotool mousemove $((x + width / 2)) $((y + width / 2)) click 1 && break
+done
 sleep 0.7
 import -window root "$out/4-tray-menu.png"
 xdotool key Escape

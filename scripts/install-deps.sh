@@ -14,8 +14,8 @@ build_packages=(
   qml6-module-qtquick-window qml6-module-qtquick-templates qml6-module-qtqml
   qml6-module-qtqml-workerscript
 )
-desktop_packages=(xvfb openbox trayer xdotool x11-apps x11-utils xterm imagemagick)
-test_packages=(wmctrl x11-xserver-utils time strace)
+desktop_packages=(xvfb openbox trayer xdotool wmctrl x11-apps x11-utils xterm imagemagick)
+test_packages=(x11-xserver-utils time strace)
 
 wanted=("${build_packages[@]}")
 case "${1:-build}" in

@@ -5,7 +5,7 @@ namespace Cli {
 std::vector<Command> allCommands()
 {
     std::vector<Command> all;
-    for (auto group : {windowCommands})
+    for (auto group : {workspaceCommands, windowCommands})
         for (const Command& command : group())
             all.push_back(command);
     return all;

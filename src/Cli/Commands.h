@@ -9,6 +9,9 @@ namespace Cli {
 // Debugging commands for windows: `windows`, `place`.
 std::vector<Command> windowCommands();
 
+// Workspaces: `list`, `show`, `apps`, `capture`, `activate`, `update`, `delete`.
+std::vector<Command> workspaceCommands();
+
 // Every command, in the order `vantor --help` lists them.
 std::vector<Command> allCommands();
 

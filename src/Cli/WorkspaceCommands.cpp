@@ -1,0 +1,228 @@
+#include "Cli/Commands.h"
+#include "Cli/Json.h"
+#include "Cli/LaunchTracker.h"
+#include "Store/ModelContainer.h"
+#include "Util/CacheManager.h"
+#include "Util/DateUtil.h"
+#include "Util/Services.h"
+#include "Util/WorkspaceCapture.h"
+
+#include <QTextStream>
+
+namespace Cli {
+namespace {
+
+constexpr int kLaunchWaitMs = 10000;
+
+// The real desktop, with launches counted so `activate` can wait for them.
+struct Session {
+    LaunchTracker* launches = nullptr;
+    std::unique_ptr<Services> services;
+    std::unique_ptr<CacheManager> manager;
+
+    Session()
+    {
+        auto windowSystem = Platform::createWindowSystem();
+        auto tracker = std::make_unique<LaunchTracker>(Platform::createApplications(*windowSystem));
+        launches = tracker.get();
+        services = std::make_unique<Services>(std::move(windowSystem), std::move(tracker));
+        manager = std::make_unique<CacheManager>(
+            sharedModelContainer().mainContext(), services->windowManager());
+    }
+};
+
+QString summary(const Workspace& workspace)
+{
+    const int apps = static_cast<int>(workspace.apps().size());
+    return QStringLiteral("%1\t%2 app%3\tupdated %4")
+        .arg(workspace.name())
+        .arg(apps)
+        .arg(apps == 1 ? QString() : QStringLiteral("s"))
+        .arg(DateUtils::workspaceFormatter().string(workspace.updatedAt()));
+}
+
+QString details(const Workspace& workspace)
+{
+    QString text;
+    QTextStream out(&text);
+    out << workspace.name() << '\n'
+        << "  id: " << workspace.id().toString(QUuid::WithoutBraces).toUpper() << '\n'
+        << "  updated: " << DateUtils::workspaceFormatter().string(workspace.updatedAt()) << '\n';
+    if (workspace.notes())
+        out << "  notes: " << *workspace.notes() << '\n';
+    for (const auto& app : workspace.apps()) {
+        out << "  " << app->name() << " (" << app->bundleIdentifier().value_or(QStringLiteral("-"))
+            << ")\n";
+        for (const auto& layout : app->layouts())
+            out << "    " << layout->screenSizeDescription() << ": " << layout->positionX() << ','
+                << layout->positionY() << ' ' << layout->width() << 'x' << layout->height() << '\n';
+    }
+    return text;
+}
+
+// The workspace named, or with the id given; null after printing why.
+WorkspacePtr findWorkspace(Session& session, const QString& nameOrId)
+{
+    const QUuid id = QUuid::fromString(nameOrId);
+    if (!id.isNull()) {
+        if (auto found = session.manager->context().fetchWorkspace(id); found.ok() && found.value)
+            return found.value;
+    }
+    if (auto workspace = session.manager->fetchWorkspace(nameOrId))
+        return workspace;
+    fail(UsageError, QStringLiteral("no workspace named '%1'").arg(nameOrId));
+    return nullptr;
+}
+
+int list(const Invocation& invocation)
+{
+    if (!invocation.arguments.isEmpty())
+        return fail(UsageError, QStringLiteral("usage: vantor list [--json]"));
+    Session session;
+    const auto workspaces = session.manager->fetchAllWorkspaces();
+    if (invocation.json) {
+        QJsonArray array;
+        for (const auto& workspace : workspaces)
+            array.append(Json::workspace(*workspace));
+        output(Json::text(array));
+    } else {
+        for (const auto& workspace : workspaces)
+            output(summary(*workspace));
+    }
+    return Success;
+}
+
+int show(const Invocation& invocation)
+{
+    if (invocation.arguments.size() != 1)
+        return fail(UsageError, QStringLiteral("usage: vantor show NAME [--json]"));
+    Session session;
+    const auto workspace = findWorkspace(session, invocation.arguments.first());
+    if (!workspace)
+        return UsageError;
+    output(invocation.json ? Json::text(Json::workspace(*workspace)) : details(*workspace));
+    return Success;
+}
+
+int apps(const Invocation& invocation)
+{
+    if (!invocation.arguments.isEmpty())
+        return fail(UsageError, QStringLiteral("usage: vantor apps [--json]"));
+    Services services;
+    const auto running = services.applications().runningApplications();
+    if (invocation.json) {
+        QJsonArray array;
+        for (const auto& application : running)
+            array.append(Json::runningApplication(application));
+        output(Json::text(array));
+        return Success;
+    }
+    for (const auto& application : running) {
+        output(QStringLiteral("%1\t%2\t%3 window%4\t%5\t%6")
+                   .arg(application.processIdentifier)
+                   .arg(Json::policyName(application.activationPolicy))
+                   .arg(application.windowCount)
+                   .arg(application.windowCount == 1 ? QString() : QStringLiteral("s"))
+                   .arg(application.bundleIdentifier.value_or(QStringLiteral("-")),
+                       application.localizedName.value_or(QStringLiteral("Unknown App"))));
+    }
+    return Success;
+}
+
+int capture(const Invocation& invocation)
+{
+    if (invocation.arguments.isEmpty())
+        return fail(UsageError, QStringLiteral("usage: vantor capture NAME [APP_ID...]"));
+    const QString name = invocation.arguments.first();
+    const QStringList wanted = invocation.arguments.mid(1);
+    Session session;
+    QList<AppInfoPtr> apps = session.services->runningApps().get();
+    if (!wanted.isEmpty()) {
+        apps.removeIf([&wanted](const AppInfoPtr& app) {
+            return !app->bundleIdentifier() || !wanted.contains(*app->bundleIdentifier());
+        });
+        for (const QString& id : wanted) {
+            const bool running = std::any_of(apps.cbegin(), apps.cend(),
+                [&id](const auto& app) { return app->bundleIdentifier() == id; });
+            if (!running)
+                return fail(UsageError, QStringLiteral("'%1' is not a running app").arg(id));
+        }
+    }
+    if (apps.isEmpty())
+        return fail(RuntimeFailure, QStringLiteral("no running apps to capture"));
+    const auto workspace = WorkspaceCapture::createWorkspace(
+        name, apps, session.services->runningApps(), *session.manager);
+    if (session.manager->context().hasChanges())
+        return fail(RuntimeFailure, QStringLiteral("the workspace could not be saved"));
+    output(invocation.json ? Json::text(Json::workspace(*workspace)) : details(*workspace));
+    return Success;
+}
+
+int activate(const Invocation& invocation)
+{
+    if (invocation.arguments.size() != 1)
+        return fail(UsageError, QStringLiteral("usage: vantor activate NAME|UUID"));
+    Session session;
+    const auto workspace = findWorkspace(session, invocation.arguments.first());
+    if (!workspace)
+        return UsageError;
+    session.services->windowManager().openApps(workspace->apps());
+    if (!session.launches->waitForLaunches(kLaunchWaitMs))
+        return fail(RuntimeFailure,
+            QStringLiteral("%1 launch(es) did not complete within 10 s")
+                .arg(session.launches->pendingLaunches()));
+    return Success;
+}
+
+int update(const Invocation& invocation)
+{
+    QStringList arguments = invocation.arguments;
+    const bool replace = arguments.removeAll(QStringLiteral("--replace")) > 0;
+    if (arguments.size() != 1)
+        return fail(UsageError, QStringLiteral("usage: vantor update NAME [--replace]"));
+    Session session;
+    const auto workspace = findWorkspace(session, arguments.first());
+    if (!workspace)
+        return UsageError;
+    WorkspaceCapture::updateWorkspace(
+        workspace, replace, session.services->runningApps(), *session.manager);
+    if (session.manager->context().hasChanges())
+        return fail(RuntimeFailure, QStringLiteral("the workspace could not be saved"));
+    if (invocation.json)
+        output(Json::text(Json::workspace(*workspace)));
+    return Success;
+}
+
+int remove(const Invocation& invocation)
+{
+    if (invocation.arguments.size() != 1)
+        return fail(UsageError, QStringLiteral("usage: vantor delete NAME"));
+    Session session;
+    const QString name = invocation.arguments.first();
+    if (!session.manager->fetchWorkspace(name))
+        return fail(UsageError, QStringLiteral("no workspace named '%1'").arg(name));
+    session.manager->deleteWorkspace(name);
+    if (session.manager->context().hasChanges())
+        return fail(RuntimeFailure, QStringLiteral("the workspace could not be deleted"));
+    return Success;
+}
+
+} // namespace
+
+std::vector<Command> workspaceCommands()
+{
+    return {
+        {"list", "list [--json]", "the workspaces, in store order", list},
+        {"show", "show NAME [--json]", "one workspace with its apps and frames", show},
+        {"apps", "apps [--json]", "running apps: identity, name, PID, policy, windows", apps},
+        {"capture", "capture NAME [APP_ID...]",
+            "a new workspace of the running apps (all, or those listed) and their frames", capture},
+        {"activate", "activate NAME|UUID", "launch a workspace's apps and put their windows back",
+            activate},
+        {"update", "update NAME [--replace]",
+            "add frames for this screen (--replace: only the running apps, captured anew)", update},
+        {"delete", "delete NAME", "delete a workspace", remove},
+    };
+}
+
+} // namespace Cli
