@@ -25,5 +25,7 @@ Group shortcutBenchmarks();
 Group storeBenchmarks();
 // Running applications and activation.
 Group applicationBenchmarks();
+// The tray app and the command line as whole processes.
+Group shellBenchmarks();
 
 } // namespace Bench

@@ -33,7 +33,7 @@ int main(int argc, char** argv)
     QApplication app(argc, argv);
     const QStringList only = app.arguments().mid(1);
     for (const Bench::Group& group : {Bench::windowBenchmarks(), Bench::shortcutBenchmarks(),
-             Bench::storeBenchmarks(), Bench::applicationBenchmarks()}) {
+             Bench::storeBenchmarks(), Bench::applicationBenchmarks(), Bench::shellBenchmarks()}) {
         if (only.isEmpty() || only.contains(QLatin1String(group.name)))
             group.run(desktop);
     }

@@ -1,0 +1,10 @@
+#include "Benchmarks.h"
+
+namespace Bench {
+
+Group shellBenchmarks()
+{
+    return {"shell", [](TestDesktop&) {}};
+}
+
+} // namespace Bench
