@@ -26,7 +26,8 @@ struct FreeDeleter {
 
 bool applicationRunsOnX11()
 {
-    return qGuiApp && qGuiApp->nativeInterface<QNativeInterface::QX11Application>() != nullptr;
+    // Not the native interface: the offscreen platform offers it too when it finds a display.
+    return qGuiApp && QGuiApplication::platformName() == QLatin1String("xcb");
 }
 
 } // namespace

@@ -1,0 +1,312 @@
+#include "KeyboardShortcutsTestSupport.h"
+
+#include "KeyboardShortcuts/KeyboardLayout.h"
+
+#include "TestMain.h"
+
+#include <QKeyEvent>
+#include <QWidget>
+
+using namespace KeyboardShortcuts;
+
+namespace {
+
+const Shortcut optionShiftOne(Key::one, ModifierFlag::option | ModifierFlag::shift);
+const Shortcut commandOne(Key::one, ModifierFlag::command);
+const Shortcut controlA(Key::a, ModifierFlag::control);
+
+struct Calls {
+    QList<Shortcut> downs;
+    QList<Shortcut> ups;
+    CarbonKeyboardShortcuts::Callback down()
+    {
+        return [this](const Shortcut& s) { downs << s; };
+    }
+    CarbonKeyboardShortcuts::Callback up()
+    {
+        return [this](const Shortcut& s) { ups << s; };
+    }
+};
+
+KeyboardEvent hotKeyEvent(KeyboardEvent::Kind kind, quint32 signature, quint32 id)
+{
+    KeyboardEvent event;
+    event.kind = kind;
+    event.hotKeyID = {signature, id};
+    return event;
+}
+
+// Counts the key events that get through to a widget.
+class KeyCounter : public QObject {
+public:
+    int count = 0;
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        if (event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease)
+            ++count;
+        return false;
+    }
+};
+
+QKeyEvent nativeKey(QEvent::Type type, const Shortcut& shortcut, quint32 extraModifiers = 0,
+    bool autoRepeat = false)
+{
+    return QKeyEvent(type, Qt::Key_1, Qt::NoModifier, static_cast<quint32>(shortcut.carbonKeyCode),
+        0, static_cast<quint32>(shortcut.carbonModifiers) | extraModifiers, QStringLiteral("1"),
+        autoRepeat);
+}
+
+} // namespace
+
+// The hot-key layer: identifiers, registrations, events and delivery states.
+class HotKeyLayerTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(KeyboardLayout::current().useKeymapFromNames(QStringLiteral("us")));
+    }
+
+    void init()
+    {
+        failOnUnexpectedWarnings();
+        m_service = startAfresh();
+    }
+
+    // Runs first: the identifiers of the process start at 1.
+    void identifiersStartAtOneAndCarryTheSignature()
+    {
+        Calls calls;
+        CarbonKeyboardShortcuts::register_(controlA, calls.down(), calls.up());
+        QCOMPARE(m_service->liveIds(), QList<quint32>{1});
+        QCOMPARE(QSet<quint32>(m_service->registeredIds.begin(), m_service->registeredIds.end()),
+            QSet<quint32>{1});
+        QCOMPARE(m_service->live.begin()->second.id.signature, 0x564E484Bu);
+        QCOMPARE(CarbonKeyboardShortcuts::hotKeys(), (QMap<quint32, Shortcut>{{1, controlA}}));
+        CarbonKeyboardShortcuts::unregister(controlA);
+    }
+
+    void aRefusedRegistrationPrintsItsStatusAndUsesUpAnIdentifier()
+    {
+        Calls calls;
+        m_service->heldByOthers.insert(FakeHotKeyService::combinationOf(commandOne));
+        ShortcutConsoleCapture console;
+        CarbonKeyboardShortcuts::register_(commandOne, calls.down(), calls.up());
+        CarbonKeyboardShortcuts::register_(controlA, calls.down(), calls.up());
+
+        QCOMPARE(
+            console.lines(), QStringList{QStringLiteral("Error registering hotkey ⌘1: -9878")});
+        const quint32 refused = m_service->registeredIds.first();
+        QCOMPARE(QSet<quint32>(m_service->registeredIds.begin(), m_service->registeredIds.end()),
+            (QSet<quint32>{refused, refused + 1}));
+        QCOMPARE(m_service->liveIds(), QList<quint32>{refused + 1});
+        QCOMPARE(
+            CarbonKeyboardShortcuts::hotKeys(), (QMap<quint32, Shortcut>{{refused + 1, controlA}}));
+    }
+
+    void theEventHandlerComesWithTheFirstSuccessfulRegistration()
+    {
+        if (CarbonKeyboardShortcuts::hasEventHandler())
+            QSKIP("the handler of an earlier service is still counted");
+        Calls calls;
+        m_service->heldByOthers.insert(FakeHotKeyService::combinationOf(commandOne));
+        ShortcutConsoleCapture console;
+        CarbonKeyboardShortcuts::register_(commandOne, calls.down(), calls.up());
+        QCOMPARE(m_service->installCalls, 0);
+        QVERIFY(!m_service->hotKeyEventsEnabled);
+        CarbonKeyboardShortcuts::register_(controlA, calls.down(), calls.up());
+        QCOMPARE(m_service->installCalls, 1);
+        QVERIFY(m_service->hotKeyEventsEnabled);
+        CarbonKeyboardShortcuts::register_(optionShiftOne, calls.down(), calls.up());
+        QCOMPARE(m_service->installCalls, 1);
+    }
+
+    void hotKeyEventsCallTheCallbacksOfTheirIdentifier()
+    {
+        Calls calls;
+        CarbonKeyboardShortcuts::register_(controlA, calls.down(), calls.up());
+        QCOMPARE(m_service->press(controlA), noErr);
+        QCOMPARE(m_service->release(controlA), noErr);
+        QCOMPARE(calls.downs, QList<Shortcut>{controlA});
+        QCOMPARE(calls.ups, QList<Shortcut>{controlA});
+    }
+
+    void eventsOfAnotherSignatureOrAnUnknownIdentifierAreNotHandled()
+    {
+        Calls calls;
+        CarbonKeyboardShortcuts::register_(controlA, calls.down(), calls.up());
+        const quint32 id = CarbonKeyboardShortcuts::hotKeys().firstKey();
+        const auto handle = CarbonKeyboardShortcuts::carbonKeyboardShortcutsEventHandler;
+
+        auto foreign = hotKeyEvent(KeyboardEvent::hotKeyPressed, 0x41424344, id);
+        QCOMPARE(handle(&foreign), eventNotHandledErr);
+        auto unknown = hotKeyEvent(
+            KeyboardEvent::hotKeyPressed, CarbonKeyboardShortcuts::hotKeySignature, id + 100);
+        QCOMPARE(handle(&unknown), eventNotHandledErr);
+        QCOMPARE(handle(nullptr), eventNotHandledErr);
+
+        CarbonKeyboardShortcuts::unregister(controlA);
+        auto gone = hotKeyEvent(
+            KeyboardEvent::hotKeyReleased, CarbonKeyboardShortcuts::hotKeySignature, id);
+        QCOMPARE(handle(&gone), eventNotHandledErr);
+        QVERIFY(calls.downs.isEmpty());
+        QVERIFY(calls.ups.isEmpty());
+
+        auto ours = hotKeyEvent(
+            KeyboardEvent::hotKeyPressed, CarbonKeyboardShortcuts::hotKeySignature, id);
+        CarbonKeyboardShortcuts::register_(controlA, calls.down(), calls.up());
+        ours.hotKeyID.id = CarbonKeyboardShortcuts::hotKeys().firstKey();
+        QCOMPARE(handle(&ours), noErr);
+        QCOMPARE(calls.downs.size(), 1);
+    }
+
+    void unregisterRemovesEveryEntryOfTheShortcut()
+    {
+        Calls calls;
+        CarbonKeyboardShortcuts::register_(controlA, calls.down(), calls.up());
+        CarbonKeyboardShortcuts::register_(controlA, calls.down(), calls.up());
+        CarbonKeyboardShortcuts::register_(commandOne, calls.down(), calls.up());
+        QCOMPARE(CarbonKeyboardShortcuts::hotKeys().size(), 3);
+        CarbonKeyboardShortcuts::unregister(controlA);
+        QCOMPARE(CarbonKeyboardShortcuts::hotKeys().values(), QList<Shortcut>{commandOne});
+        QCOMPARE(m_service->liveCount(controlA), 0);
+        QCOMPARE(m_service->liveCount(commandOne), 1);
+    }
+
+    void disablingReleasesEveryHotKeyAndEnablingTakesThemBackUnderTheSameIdentifiers()
+    {
+        Calls calls;
+        CarbonKeyboardShortcuts::register_(controlA, calls.down(), calls.up());
+        CarbonKeyboardShortcuts::register_(commandOne, calls.down(), calls.up());
+        const QList<quint32> ids = CarbonKeyboardShortcuts::hotKeys().keys();
+
+        setEnabled(false);
+        QVERIFY(m_service->live.empty());
+        QCOMPARE(CarbonKeyboardShortcuts::hotKeys().keys(), ids);
+        QVERIFY(!m_service->hotKeyEventsEnabled);
+
+        setEnabled(true);
+        QCOMPARE(m_service->liveIds(), ids);
+        QVERIFY(m_service->hotKeyEventsEnabled);
+        QCOMPARE(m_service->release(commandOne), noErr);
+        QCOMPARE(calls.ups, QList<Shortcut>{commandOne});
+    }
+
+    void aHotKeyTakenWhileDisabledIsDroppedWhenEnabling()
+    {
+        Calls calls;
+        CarbonKeyboardShortcuts::register_(controlA, calls.down(), calls.up());
+        CarbonKeyboardShortcuts::register_(commandOne, calls.down(), calls.up());
+        setEnabled(false);
+        m_service->heldByOthers.insert(FakeHotKeyService::combinationOf(controlA));
+        ShortcutConsoleCapture console;
+        setEnabled(true);
+        QCOMPARE(
+            console.lines(), QStringList{QStringLiteral("Error registering hotkey ⌃A: -9878")});
+        QCOMPARE(CarbonKeyboardShortcuts::hotKeys().values(), QList<Shortcut>{commandOne});
+    }
+
+    void anOpenMenuSwitchesToTheApplicationsKeyEvents()
+    {
+        Calls calls;
+        CarbonKeyboardShortcuts::register_(optionShiftOne, calls.down(), calls.up());
+        QWidget widget;
+        KeyCounter counter;
+        widget.installEventFilter(&counter);
+
+        setMenuOpen(true);
+        QVERIFY(m_service->live.empty());
+        QVERIFY(!m_service->hotKeyEventsEnabled);
+
+        // Caps Lock and Num Lock ride along and do not matter.
+        const quint32 locks = CarbonModifier::alphaLock | CarbonModifier::numLock;
+        auto press = nativeKey(QEvent::KeyPress, optionShiftOne, locks);
+        QCoreApplication::sendEvent(&widget, &press);
+        QCOMPARE(calls.downs, QList<Shortcut>{optionShiftOne});
+        QCOMPARE(counter.count, 0);
+
+        auto repeat = nativeKey(QEvent::KeyPress, optionShiftOne, locks, true);
+        QCoreApplication::sendEvent(&widget, &repeat);
+        QCOMPARE(calls.downs.size(), 1);
+        QCOMPARE(counter.count, 1);
+
+        auto other = nativeKey(QEvent::KeyPress, commandOne);
+        QCoreApplication::sendEvent(&widget, &other);
+        QCOMPARE(counter.count, 2);
+
+        auto release = nativeKey(QEvent::KeyRelease, optionShiftOne, locks);
+        QCoreApplication::sendEvent(&widget, &release);
+        QCOMPARE(calls.ups, QList<Shortcut>{optionShiftOne});
+        QCOMPARE(counter.count, 2);
+
+        setMenuOpen(false);
+        QCOMPARE(m_service->liveCount(optionShiftOne), 1);
+        QVERIFY(m_service->hotKeyEventsEnabled);
+        auto afterwards = nativeKey(QEvent::KeyPress, optionShiftOne);
+        QCoreApplication::sendEvent(&widget, &afterwards);
+        QCOMPARE(calls.downs.size(), 1);
+        QCOMPARE(counter.count, 3);
+    }
+
+    void anOpenMenuClaimsTheKeyFromTheApplicationsShortcuts()
+    {
+        Calls calls;
+        CarbonKeyboardShortcuts::register_(optionShiftOne, calls.down(), calls.up());
+        setMenuOpen(true);
+        QWidget widget;
+        auto override = nativeKey(QEvent::ShortcutOverride, optionShiftOne);
+        override.ignore();
+        QCoreApplication::sendEvent(&widget, &override);
+        QVERIFY(override.isAccepted());
+        auto other = nativeKey(QEvent::ShortcutOverride, commandOne);
+        other.ignore();
+        QCoreApplication::sendEvent(&widget, &other);
+        QVERIFY(!other.isAccepted());
+        QVERIFY(calls.downs.isEmpty());
+    }
+
+    void rawKeyEventsDropEveryBitButTheFiveModifiers()
+    {
+        Calls calls;
+        CarbonKeyboardShortcuts::register_(controlA, calls.down(), calls.up());
+        KeyboardEvent event;
+        event.kind = KeyboardEvent::rawKeyDown;
+        event.keyCode = static_cast<quint32>(Key::a.rawValue);
+        event.modifiers = CarbonModifier::controlKey | CarbonModifier::alphaLock | 0x40000;
+        QCOMPARE(CarbonKeyboardShortcuts::handleRawKeyEvent(event), noErr);
+        event.kind = KeyboardEvent::rawKeyRepeat;
+        QCOMPARE(CarbonKeyboardShortcuts::handleRawKeyEvent(event), eventNotHandledErr);
+        event.kind = KeyboardEvent::rawKeyDown;
+        event.modifiers = CarbonModifier::controlKey | CarbonModifier::shiftKey;
+        QCOMPARE(CarbonKeyboardShortcuts::handleRawKeyEvent(event), eventNotHandledErr);
+        QCOMPARE(calls.downs.size(), 1);
+    }
+
+    void withoutADisplayRegistrationFailsWithALine()
+    {
+        CarbonKeyboardShortcuts::setService(createHotKeyService());
+        ShortcutConsoleCapture console;
+        const Name name(QStringLiteral("headless"));
+        setShortcut(optionShiftOne, name);
+        QCOMPARE(
+            console.lines(), QStringList{QStringLiteral("Error registering hotkey ⌥⇧1: -9868")});
+        QVERIFY(CarbonKeyboardShortcuts::hotKeys().isEmpty());
+        int calls = 0;
+        onKeyUp(name, [&calls] { ++calls; });
+        handleOnKeyUp(optionShiftOne);
+        QCOMPARE(calls, 1);
+        QCOMPARE(name.shortcut(), optionShiftOne);
+    }
+
+    void linuxReservesNothingThatCanBeListed()
+    {
+        QVERIFY(CarbonKeyboardShortcuts::system().isEmpty());
+    }
+
+private:
+    FakeHotKeyService* m_service = nullptr;
+};
+
+VANTOR_UNIT_TEST_MAIN(HotKeyLayerTest)
+#include "tst_keyboard_shortcuts_hotkeys.moc"
