@@ -29,7 +29,7 @@ struct Shortcut {
         : carbonKeyCode(carbonKeyCode), carbonModifiers(carbonModifiers)
     {
     }
-    Shortcut(Key key, ModifierFlags modifiers);
+    explicit Shortcut(Key key, ModifierFlags modifiers = {});
 
     // A shortcut from a key event, as the window system describes one: only a key-down (10)
     // or key-up (11) event gives one; the Function flag never becomes part of it.
