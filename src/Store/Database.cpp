@@ -13,6 +13,11 @@ QString messageOf(sqlite3* database)
     return QString::fromUtf8(sqlite3_errmsg(database));
 }
 
+StoreError errorOf(sqlite3* database)
+{
+    return StoreError(messageOf(database), sqlite3_extended_errcode(database));
+}
+
 } // namespace
 
 Statement::Statement(sqlite3* database, StatementHandle handle)
@@ -22,7 +27,7 @@ Statement::Statement(sqlite3* database, StatementHandle handle)
 
 void Statement::fail() const
 {
-    throw StoreError(messageOf(m_database));
+    throw errorOf(m_database);
 }
 
 Statement& Statement::bind(int index, const QString& value)
@@ -85,9 +90,9 @@ void Statement::run()
 {
     const int result = sqlite3_step(m_handle.get());
     if (result != SQLITE_DONE && result != SQLITE_ROW) {
-        const QString message = messageOf(m_database);
+        const StoreError error = errorOf(m_database);
         reset();
-        throw StoreError(message);
+        throw error;
     }
     reset();
 }
@@ -158,7 +163,7 @@ std::unique_ptr<Database> Database::open(const QString& path)
 void Database::execute(const char* sql)
 {
     if (sqlite3_exec(m_handle.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK)
-        throw StoreError(errorMessage());
+        throw errorOf(m_handle.get());
 }
 
 Statement Database::prepare(const char* sql)
@@ -167,7 +172,7 @@ Statement Database::prepare(const char* sql)
     const int result = sqlite3_prepare_v2(m_handle.get(), sql, -1, &raw, nullptr);
     StatementHandle handle(raw);
     if (result != SQLITE_OK)
-        throw StoreError(errorMessage());
+        throw errorOf(m_handle.get());
     return Statement(m_handle.get(), std::move(handle));
 }
 

@@ -17,14 +17,21 @@ namespace Store {
 
 class StoreError : public std::runtime_error {
 public:
-    explicit StoreError(const QString& message)
-        : std::runtime_error(message.toStdString()), m_message(message)
+    explicit StoreError(const QString& message, int code = SQLITE_ERROR)
+        : std::runtime_error(message.toStdString()), m_message(message), m_code(code)
     {
     }
     QString message() const { return m_message; }
+    // Another connection held a lock longer than the busy timeout allows, or SQLite gave
+    // up waiting to avoid a deadlock; trying again later may succeed.
+    bool isBusy() const
+    {
+        return (m_code & 0xff) == SQLITE_BUSY || (m_code & 0xff) == SQLITE_LOCKED;
+    }
 
 private:
     QString m_message;
+    int m_code;
 };
 
 struct DatabaseCloser {

@@ -3,6 +3,8 @@
 #include "Store/Database.h"
 #include "Util/Logging.h"
 
+#include <QElapsedTimer>
+
 #include <array>
 
 namespace Store::Schema {
@@ -72,9 +74,10 @@ void refuseNewer(qint64 version)
 // mode: a damaged file is refused rather than written into.
 void refuseDamaged(Database& database)
 {
-    const QString verdict = database.queryText("PRAGMA quick_check(1)");
+    QString verdict = database.queryText("PRAGMA quick_check(1)");
     if (verdict != QLatin1String("ok"))
-        throw StoreError(QStringLiteral("database disk image is malformed (%1)").arg(verdict));
+        throw StoreError(QStringLiteral("database disk image is malformed (%1)")
+                             .arg(verdict.replace(QLatin1Char('\n'), QLatin1String("; "))));
 }
 
 void upgrade(Database& database)
@@ -99,7 +102,9 @@ int currentVersion()
     return int(steps.size());
 }
 
-void migrate(Database& database)
+namespace {
+
+void migrateOnce(Database& database)
 {
     // The first reads: a file that is not a database, or whose schema cannot be read,
     // fails here.
@@ -116,6 +121,29 @@ void migrate(Database& database)
         database.execute("PRAGMA journal_mode = WAL");
     if (version < currentVersion())
         upgrade(database);
+}
+
+} // namespace
+
+void migrate(Database& database)
+{
+    // When several processes open a new or old file at once, switching the journal mode
+    // can find the file busy without waiting for it (SQLite refuses to wait where two
+    // connections could deadlock). Each step is safe to repeat, so try again shortly.
+    constexpr qint64 giveUpAfterMs = 10000;
+    QElapsedTimer waited;
+    waited.start();
+    for (;;) {
+        try {
+            migrateOnce(database);
+            return;
+        } catch (const StoreError& error) {
+            if (!error.isBusy() || waited.elapsed() > giveUpAfterMs)
+                throw;
+            qCInfo(lcStore) << "Store busy while opening, trying again:" << error.message();
+        }
+        sqlite3_sleep(10);
+    }
 }
 
 } // namespace Store::Schema
