@@ -8,7 +8,6 @@
 #include "Util/Services.h"
 
 #include <QApplication>
-#include <QQuickWindow>
 #include <QTimer>
 
 #include <cstdio>
@@ -33,8 +32,6 @@ int run(int argc, char** argv)
             stderr);
         return 1;
     }
-    // A small utility's screens need no GPU, and software rendering keeps it light.
-    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Vantor"));
     QApplication::setApplicationVersion(QStringLiteral(VANTOR_VERSION));

@@ -22,6 +22,13 @@ bool MainWindow::isVisible() const
 
 void MainWindow::create()
 {
+    // A small utility's screens need no GPU, and software rendering keeps it light.
+    // It can be chosen only before the first scene exists.
+    static const bool softwareChosen = [] {
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+        return true;
+    }();
+    Q_UNUSED(softwareChosen)
     m_engine = std::make_unique<QQmlApplicationEngine>();
     m_engine->load(QUrl(QStringLiteral("qrc:/qml/ContentView.qml")));
     const auto roots = m_engine->rootObjects();
