@@ -63,7 +63,12 @@ bool XProbe::windowManagerIsReady() const
     if (!isConnected())
         return false;
     const auto reply = d->property(d->root, "_NET_SUPPORTING_WM_CHECK");
-    return reply && xcb_get_property_value_length(reply.get()) >= 4;
+    if (!reply || xcb_get_property_value_length(reply.get()) < 4)
+        return false;
+    // openbox announces itself before it manages new windows; it publishes the client list
+    // (empty at first) once it does. A window mapped in between stays unmanaged.
+    const auto clients = d->property(d->root, "_NET_CLIENT_LIST");
+    return clients && clients->type != XCB_ATOM_NONE;
 }
 
 bool XProbe::selectionHasOwner(const char* selection) const
