@@ -24,6 +24,7 @@ void RawKeyEventMonitor::start()
     if (m_running || !QCoreApplication::instance())
         return;
     QCoreApplication::instance()->installEventFilter(this);
+    m_pressed.clear();
     m_running = true;
 }
 
@@ -58,14 +59,29 @@ bool RawKeyEventMonitor::eventFilter(QObject* watched, QEvent* event)
         keyEvent->accept();
         return true;
     }
-    KeyboardEvent raw;
-    raw.keyCode = key->keyCode;
-    raw.modifiers = key->modifiers;
     if (keyEvent->isAutoRepeat())
-        raw.kind = KeyboardEvent::rawKeyRepeat;
-    else
-        raw.kind = type == QEvent::KeyPress ? KeyboardEvent::rawKeyDown : KeyboardEvent::rawKeyUp;
-    return m_callback(raw) == noErr;
+        return m_callback(rawEvent(KeyboardEvent::rawKeyRepeat, *key)) == noErr;
+    const quint32 scanCode = keyEvent->nativeScanCode();
+    if (type == QEvent::KeyPress) {
+        const bool handled = m_callback(rawEvent(KeyboardEvent::rawKeyDown, *key)) == noErr;
+        if (handled)
+            m_pressed.insert(scanCode, *key);
+        return handled;
+    }
+    // The modifiers may be let go before the key: a handled press decides its release.
+    const auto held = m_pressed.constFind(scanCode);
+    const RawKey pressed = held != m_pressed.cend() ? *held : *key;
+    m_pressed.remove(scanCode);
+    return m_callback(rawEvent(KeyboardEvent::rawKeyUp, pressed)) == noErr;
+}
+
+KeyboardEvent RawKeyEventMonitor::rawEvent(KeyboardEvent::Kind kind, const RawKey& key)
+{
+    KeyboardEvent event;
+    event.kind = kind;
+    event.keyCode = key.keyCode;
+    event.modifiers = key.modifiers;
+    return event;
 }
 
 } // namespace KeyboardShortcuts

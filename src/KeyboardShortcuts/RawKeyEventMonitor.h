@@ -2,6 +2,7 @@
 
 #include "KeyboardShortcuts/HotKeyService.h"
 
+#include <QHash>
 #include <QObject>
 
 #include <functional>
@@ -13,7 +14,8 @@ namespace KeyboardShortcuts {
 
 // Watches the key events that reach the application, for the time a menu holds the
 // keyboard and hot keys cannot fire: each key press and release goes to the callback as a raw
-// key event (auto-repeats as repeats), and is swallowed when the callback handles it.
+// key event (auto-repeats as repeats), and is swallowed when the callback handles it. The
+// release of a handled press carries the modifiers of the press.
 class RawKeyEventMonitor : public QObject {
     Q_OBJECT
 
@@ -36,10 +38,13 @@ protected:
 
 private:
     std::optional<RawKey> translate(const QKeyEvent& event) const;
+    static KeyboardEvent rawEvent(KeyboardEvent::Kind kind, const RawKey& key);
 
     Translate m_translate;
     Matches m_matches;
     Callback m_callback;
+    // Handled presses by native scan code, until their release.
+    QHash<quint32, RawKey> m_pressed;
     bool m_running = false;
 };
 

@@ -155,11 +155,15 @@ void X11HotKeyService::ungrab(Grab& entry)
 
 void X11HotKeyService::keyboardChanged()
 {
+    // The server also announces a change when another keyboard device starts typing, with
+    // the same mapping: only a different mapping calls for new grabs.
+    X11KeyboardMap current = X11KeyboardMap::read(m_connection->get());
+    if (m_keyboardMap && *m_keyboardMap == current)
+        return;
     for (auto& [ref, entry] : m_grabs)
         ungrab(entry);
     m_connection->flush();
-    m_keyboardMap.reset();
-    m_held.clear();
+    m_keyboardMap = std::move(current);
     for (auto& [ref, entry] : m_grabs) {
         if (const OSStatus status = grab(entry); status != noErr)
             qCInfo(lcShortcuts) << "Hot key" << entry.id.id

@@ -36,6 +36,8 @@ public:
     // The state without locks, pointer buttons and unused bits.
     quint16 withoutLocks(quint16 state) const;
 
+    friend bool operator==(const X11KeyboardMap&, const X11KeyboardMap&) = default;
+
 private:
     quint16 m_altMask = 0;
     quint16 m_superMask = 0;
