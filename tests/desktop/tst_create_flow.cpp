@@ -1,6 +1,8 @@
 #include "Platform/AppChooser.h"
+#include "Platform/DesktopIdentity.h"
 #include "Store/Database.h"
 #include "Store/ModelContainer.h"
+#include "Tabs/CreateWorkspace/BringToFront.h"
 #include "Tabs/CreateWorkspace/CreateWorkspaceViewModel.h"
 #include "Tabs/Workspace/WorkspaceView/WorkspaceViewModel.h"
 #include "Util/CacheManager.h"
@@ -16,6 +18,7 @@
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTimer>
+#include <QWidget>
 
 #include <csignal>
 #include <unistd.h>
@@ -47,16 +50,24 @@ QString entryPath(const TestApp& app)
         + app.id + QStringLiteral(".desktop");
 }
 
+void writeEntry(const QString& id, const QString& name, const QString& exec, const QString& wmClass)
+{
+    const QString path = QStandardPaths::writableLocation(QStandardPaths::ApplicationsLocation)
+        + QLatin1Char('/') + id + QStringLiteral(".desktop");
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        qFatal("Cannot write %s", qPrintable(path));
+    file.write(QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=%2\n"
+                              "StartupWMClass=%3\n")
+                   .arg(name, exec, wmClass)
+                   .toUtf8());
+}
+
 void writeEntry(const TestApp& app)
 {
-    QDir().mkpath(QFileInfo(entryPath(app)).absolutePath());
-    QFile file(entryPath(app));
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        qFatal("Cannot write %s", qPrintable(entryPath(app)));
-    file.write(QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=%2 -geometry "
-                              "%3\nStartupWMClass=%4\n")
-                   .arg(app.name, app.program, app.geometry, app.wmClass)
-                   .toUtf8());
+    writeEntry(
+        app.id, app.name, app.program + QStringLiteral(" -geometry ") + app.geometry, app.wmClass);
 }
 
 class ScriptedChooser final : public Platform::AppChooser {
@@ -161,6 +172,25 @@ class CreateFlowTest : public QObject {
         return found;
     }
 
+    // _NET_ACTIVE_WINDOW, as xprop reads it.
+    static std::uint32_t activeWindow()
+    {
+        const QString text = QString::fromUtf8(TestDesktop::run(QStringLiteral("xprop"),
+            {QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")}));
+        return text.section(QLatin1Char('#'), 1).trimmed().toUInt(nullptr, 16);
+    }
+
+    // The client on top of the stacking order, as xprop reads it.
+    static std::uint32_t topWindow()
+    {
+        const QString text = QString::fromUtf8(TestDesktop::run(QStringLiteral("xprop"),
+            {QStringLiteral("-root"), QStringLiteral("_NET_CLIENT_LIST_STACKING")}));
+        return text.section(QLatin1Char(','), -1)
+            .section(QLatin1Char('#'), -1)
+            .trimmed()
+            .toUInt(nullptr, 16);
+    }
+
     qint64 start(const TestApp& app)
     {
         return desktop().startApp(app.program, {QStringLiteral("-geometry"), app.geometry});
@@ -181,6 +211,9 @@ private Q_SLOTS:
     {
         for (const TestApp& app : {xclock, xeyes, xlogo})
             writeEntry(app);
+        // This test program stands in for Vantor, whose windows carry its desktop-file ID.
+        writeEntry(QString::fromLatin1(Platform::kDesktopFileId), QStringLiteral("Vantor"),
+            QCoreApplication::applicationFilePath(), QStringLiteral("vantor"));
         m_services = std::make_unique<Services>();
         QVERIFY(m_services->windowSystem().canControlWindows());
     }
@@ -215,10 +248,14 @@ private Q_SLOTS:
         QVERIFY(clockPid > 0 && eyesPid > 0);
         auto chooser = std::make_shared<ScriptedChooser>();
         chooser->answers = {QUrl::fromLocalFile(entryPath(xlogo))};
-        int broughtToFront = 0;
+        QWidget vantor;
+        vantor.setGeometry(700, 200, 500, 500);
+        vantor.winId();
+        Platform::setDesktopIdentity(*vantor.windowHandle());
+        vantor.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&vantor));
         CreateWorkspaceViewModel model(*m_manager, *m_services);
         model.setAppChooser(chooser);
-        model.setBringToFront([&broughtToFront] { ++broughtToFront; });
 
         // Setup: the running apps, one more picked by hand, a name.
         model.loadRunningApps();
@@ -242,8 +279,9 @@ private Q_SLOTS:
         QCOMPARE(model.isRunningApps(), std::optional<bool>(false));
         QVERIFY(checked.wait(5000));
         QVERIFY2(elapsed.elapsed() >= 900, qPrintable(QString::number(elapsed.elapsed())));
-        QCOMPARE(broughtToFront, 1);
         QCOMPARE(model.isRunningApps(), std::optional<bool>(true));
+        QTRY_COMPARE(activeWindow(), static_cast<std::uint32_t>(vantor.winId()));
+        QTRY_COMPARE(topWindow(), static_cast<std::uint32_t>(vantor.winId()));
         QVERIFY(model.continueStep());
 
         // Position apps: the user moves a window, then completes.
@@ -307,6 +345,26 @@ private Q_SLOTS:
     {
         answerNextFileDialog([](QFileDialog& dialog) { dialog.reject(); });
         QCOMPARE(Platform::FileDialogAppChooser().chooseApplication(), std::nullopt);
+    }
+
+    void vantorComesBackOverTheAppsItOpened()
+    {
+        QWidget window;
+        window.setWindowTitle(QStringLiteral("Vantor test window"));
+        window.setGeometry(300, 300, 400, 300);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        const auto vantor = static_cast<std::uint32_t>(window.winId());
+        QTRY_COMPARE(activeWindow(), vantor);
+        const qint64 logoPid = start(xlogo);
+        QVERIFY(logoPid > 0);
+        QTRY_COMPARE(activeWindow(), windowOf(logoPid));
+        QCOMPARE(topWindow(), windowOf(logoPid));
+
+        bringVantorToFront();
+
+        QTRY_COMPARE(activeWindow(), vantor);
+        QTRY_COMPARE(topWindow(), vantor);
     }
 
     void aNameOfSpacesIsStoredAsTyped()
