@@ -206,6 +206,9 @@ private Q_SLOTS:
     {
         f->moveTo(Step::launchApps);
         NotifySpies spies(*f->model);
+        QList<bool> backwardsWhenAnnounced; // the slide direction is known before the step
+        connect(f->model.get(), &CreateWorkspaceViewModel::currentStepChanged, this,
+            [&] { backwardsWhenAnnounced.append(f->model->isBackAnimation()); });
 
         f->model->goBack();
         QVERIFY(f->model->isBackAnimation());
@@ -219,6 +222,7 @@ private Q_SLOTS:
         QVERIFY(f->model->continueStep());
         QVERIFY(!f->model->isBackAnimation());
         QCOMPARE(f->model->currentStep(), Step::launchApps);
+        QCOMPARE(backwardsWhenAnnounced, (QList<bool>{true, false}));
     }
 
     void theDraftSurvivesGoingBackAndForth()

@@ -34,6 +34,7 @@ class AppChooser;
 class CreateWorkspaceViewModel final : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString name READ name WRITE setName NOTIFY nameChanged)
+    // Set by validateStep() on the first step; the name field clears it once a name is typed.
     Q_PROPERTY(bool isNameEmpty READ isNameEmpty WRITE setIsNameEmpty NOTIFY isNameEmptyChanged)
     // AppObjects, in the order they were added.
     Q_PROPERTY(QList<QObject*> apps READ appObjects NOTIFY appsChanged)
