@@ -1,0 +1,488 @@
+#include "VantorProcess.h"
+
+#include "TestDesktop.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QRegularExpression>
+#include <QThread>
+#include <QtDebug>
+
+#include <csignal>
+#include <functional>
+#include <sys/wait.h>
+
+namespace {
+
+QStringList nonEmptyLines(const QByteArray& bytes)
+{
+    return QString::fromUtf8(bytes).split(u'\n', Qt::SkipEmptyParts);
+}
+
+QByteArray describeRun(
+    bool finished, bool crashed, int exitCode, const QByteArray& out, const QByteArray& err)
+{
+    QByteArray text = !finished ? QByteArray("did not end in time")
+        : crashed               ? QByteArray("crashed")
+                                : "exit " + QByteArray::number(exitCode);
+    return text + "\n--- stdout:\n" + out + "\n--- stderr:\n" + err;
+}
+
+} // namespace
+
+QStringList VantorRun::outLines() const
+{
+    return nonEmptyLines(standardOutput);
+}
+
+QStringList VantorRun::errLines() const
+{
+    return nonEmptyLines(standardError);
+}
+
+QByteArray VantorRun::describe() const
+{
+    return describeRun(finished, crashed, exitCode, standardOutput, standardError);
+}
+
+QString VantorProcess::executable()
+{
+    const QString path = qEnvironmentVariable("VANTOR_EXECUTABLE");
+    if (path.isEmpty())
+        qFatal("VANTOR_EXECUTABLE is not set: it names the vantor executable under test");
+    return path;
+}
+
+VantorRun VantorProcess::run(const QStringList& arguments, std::chrono::milliseconds timeout,
+    const QProcessEnvironment& environment)
+{
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    dieWithParent(process);
+    QElapsedTimer timer;
+    timer.start();
+    process.start(executable(), arguments);
+    VantorRun result;
+    if (!process.waitForStarted(10000)) {
+        result.standardError = process.errorString().toUtf8();
+        return result;
+    }
+    result.finished = process.waitForFinished(static_cast<int>(timeout.count()));
+    result.duration = std::chrono::milliseconds(timer.elapsed());
+    if (!result.finished) {
+        process.kill();
+        process.waitForFinished(5000);
+    }
+    result.crashed = process.exitStatus() == QProcess::CrashExit;
+    result.exitCode = process.exitCode();
+    result.standardOutput = process.readAllStandardOutput();
+    result.standardError = process.readAllStandardError();
+    return result;
+}
+
+VantorProcess::VantorProcess() = default;
+
+VantorProcess::~VantorProcess()
+{
+    kill();
+}
+
+bool VantorProcess::start(const QStringList& arguments, const QProcessEnvironment& environment)
+{
+    kill();
+    m_out.clear();
+    m_err.clear();
+    m_process = std::make_unique<QProcess>();
+    m_process->setProcessEnvironment(environment);
+    dieWithParent(*m_process);
+    m_startedAt = std::chrono::steady_clock::now();
+    m_process->start(executable(), arguments);
+    if (!m_process->waitForStarted(10000)) {
+        qWarning() << "Cannot start vantor:" << m_process->errorString();
+        m_pid = 0;
+        return false;
+    }
+    m_pid = m_process->processId();
+    return true;
+}
+
+bool VantorProcess::isRunning() const
+{
+    return m_process && m_process->state() != QProcess::NotRunning;
+}
+
+void VantorProcess::readAvailable()
+{
+    if (!m_process)
+        return;
+    if (m_process->state() == QProcess::Running)
+        m_process->waitForReadyRead(0);
+    m_out += m_process->readAllStandardOutput();
+    m_err += m_process->readAllStandardError();
+}
+
+QByteArray VantorProcess::standardOutput()
+{
+    readAvailable();
+    return m_out;
+}
+
+QByteArray VantorProcess::standardError()
+{
+    readAvailable();
+    return m_err;
+}
+
+int VantorProcess::countLines(const QString& line)
+{
+    return static_cast<int>(nonEmptyLines(standardOutput()).count(line));
+}
+
+int VantorProcess::countLinesStartingWith(const QString& prefix)
+{
+    const QStringList lines = nonEmptyLines(standardOutput());
+    return static_cast<int>(std::count_if(lines.cbegin(), lines.cend(),
+        [&prefix](const QString& line) { return line.startsWith(prefix); }));
+}
+
+bool VantorProcess::waitForLines(const QString& line, int count, std::chrono::milliseconds timeout)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (countLines(line) < count) {
+        if (timer.elapsed() > timeout.count() || !isRunning())
+            return countLines(line) >= count;
+        if (m_process)
+            m_process->waitForReadyRead(20);
+    }
+    return true;
+}
+
+bool VantorProcess::waitForFinished(std::chrono::milliseconds timeout)
+{
+    if (!m_process)
+        return true;
+    if (m_process->state() != QProcess::NotRunning)
+        m_process->waitForFinished(static_cast<int>(timeout.count()));
+    readAvailable();
+    return m_process->state() == QProcess::NotRunning;
+}
+
+bool VantorProcess::terminate(std::chrono::milliseconds timeout)
+{
+    if (!isRunning())
+        return true;
+    ::kill(static_cast<pid_t>(m_pid), SIGTERM);
+    return waitForFinished(timeout);
+}
+
+void VantorProcess::kill()
+{
+    if (!isRunning())
+        return;
+    ::kill(static_cast<pid_t>(m_pid), SIGKILL);
+    waitForFinished(std::chrono::seconds(5));
+}
+
+bool VantorProcess::exitedWith(int code) const
+{
+    return m_process && m_process->state() == QProcess::NotRunning
+        && m_process->exitStatus() == QProcess::NormalExit && m_process->exitCode() == code;
+}
+
+QByteArray VantorProcess::describe()
+{
+    readAvailable();
+    const bool finished = m_process && m_process->state() == QProcess::NotRunning;
+    return describeRun(finished, finished && m_process->exitStatus() == QProcess::CrashExit,
+        finished ? m_process->exitCode() : -1, m_out, m_err);
+}
+
+namespace DesktopFacts {
+namespace {
+
+// Runs an X tool; an empty result when it fails (a window that is gone is no error here).
+QString quietly(const QString& program, const QStringList& arguments)
+{
+    QProcess process;
+    dieWithParent(process);
+    process.start(program, arguments);
+    if (!process.waitForFinished(10000) || process.exitStatus() != QProcess::NormalExit
+        || process.exitCode() != 0) {
+        process.kill();
+        process.waitForFinished(1000);
+        return {};
+    }
+    return QString::fromUtf8(process.readAllStandardOutput());
+}
+
+int field(const QString& text, const QString& label)
+{
+    const QRegularExpression pattern(
+        QRegularExpression::escape(label) + QStringLiteral(":\\s*(-?\\d+)"));
+    return pattern.match(text).captured(1).toInt();
+}
+
+WindowId parseWindowId(const QString& text)
+{
+    QString digits = text.trimmed();
+    if (digits.startsWith(QLatin1String("0x")))
+        digits = digits.mid(2);
+    bool ok = false;
+    const WindowId id = digits.toUInt(&ok, 16);
+    return ok ? id : 0;
+}
+
+} // namespace
+
+QString hex(WindowId window)
+{
+    return QStringLiteral("0x%1").arg(window, 0, 16);
+}
+
+QRect outerFrame(WindowId window)
+{
+    const QString info = quietly(QStringLiteral("xwininfo"), {QStringLiteral("-id"), hex(window)});
+    if (info.isEmpty())
+        return {};
+    const QString property = quietly(QStringLiteral("xprop"),
+        {QStringLiteral("-id"), hex(window), QStringLiteral("_NET_FRAME_EXTENTS")});
+    QList<int> e;
+    for (const QString& value : property.section(u'=', 1).split(u',', Qt::SkipEmptyParts))
+        e.append(value.trimmed().toInt());
+    if (e.size() != 4)
+        e = {0, 0, 0, 0};
+    return QRect(field(info, QStringLiteral("Absolute upper-left X")) - e[0],
+        field(info, QStringLiteral("Absolute upper-left Y")) - e[2],
+        field(info, QStringLiteral("Width")) + e[0] + e[1],
+        field(info, QStringLiteral("Height")) + e[2] + e[3]);
+}
+
+QSize clientSize(WindowId window)
+{
+    const QString info = quietly(QStringLiteral("xwininfo"), {QStringLiteral("-id"), hex(window)});
+    if (info.isEmpty())
+        return {};
+    return QSize(field(info, QStringLiteral("Width")), field(info, QStringLiteral("Height")));
+}
+
+QString mapState(WindowId window)
+{
+    const QString info = quietly(QStringLiteral("xwininfo"), {QStringLiteral("-id"), hex(window)});
+    return QRegularExpression(QStringLiteral("Map State:\\s*(\\w+)")).match(info).captured(1);
+}
+
+WindowId activeWindow()
+{
+    const QString text = quietly(
+        QStringLiteral("xprop"), {QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")});
+    return parseWindowId(text.section(u'#', 1));
+}
+
+QStringList wmClass(WindowId window)
+{
+    const QString text = quietly(
+        QStringLiteral("xprop"), {QStringLiteral("-id"), hex(window), QStringLiteral("WM_CLASS")});
+    QStringList names;
+    const QRegularExpression quoted(QStringLiteral("\"([^\"]*)\""));
+    for (auto it = quoted.globalMatch(text); it.hasNext();)
+        names.append(it.next().captured(1));
+    return names;
+}
+
+QList<WindowId> ancestors(WindowId window)
+{
+    QList<WindowId> chain;
+    const QRegularExpression root(QStringLiteral("Root window id:\\s*(0x[0-9a-f]+)"));
+    const QRegularExpression parent(QStringLiteral("Parent window id:\\s*(0x[0-9a-f]+)"));
+    WindowId current = window;
+    while (chain.size() < 32) {
+        const QString tree = quietly(QStringLiteral("xwininfo"),
+            {QStringLiteral("-tree"), QStringLiteral("-id"), hex(current)});
+        const WindowId rootId = parseWindowId(root.match(tree).captured(1));
+        const WindowId parentId = parseWindowId(parent.match(tree).captured(1));
+        if (parentId == 0 || parentId == rootId)
+            break;
+        chain.append(parentId);
+        current = parentId;
+    }
+    return chain;
+}
+
+QList<WindowId> windowsOfClassName(const QString& instance)
+{
+    // xdotool takes a regular expression; anchor it so "vantor" does not match more.
+    const QString text = quietly(QStringLiteral("xdotool"),
+        {QStringLiteral("search"), QStringLiteral("--classname"),
+            QStringLiteral("^%1$").arg(QRegularExpression::escape(instance))});
+    QList<WindowId> windows;
+    for (const QString& line : text.split(u'\n', Qt::SkipEmptyParts))
+        windows.append(line.trimmed().toUInt());
+    return windows;
+}
+
+QString processName(qint64 pid)
+{
+    QFile comm(QStringLiteral("/proc/%1/comm").arg(pid));
+    if (!comm.open(QIODevice::ReadOnly))
+        return {};
+    return QString::fromUtf8(comm.readAll()).trimmed();
+}
+
+void moveWindow(WindowId window, int x, int y, QSize size)
+{
+    QStringList arguments{
+        QStringLiteral("windowmove"), hex(window), QString::number(x), QString::number(y)};
+    if (size.isValid())
+        arguments << QStringLiteral("windowsize") << hex(window) << QString::number(size.width())
+                  << QString::number(size.height());
+    quietly(QStringLiteral("xdotool"), arguments);
+}
+
+bool screenshot(const QString& path)
+{
+    QProcess process;
+    dieWithParent(process);
+    process.start(
+        QStringLiteral("import"), {QStringLiteral("-window"), QStringLiteral("root"), path});
+    return process.waitForFinished(20000) && process.exitStatus() == QProcess::NormalExit
+        && process.exitCode() == 0;
+}
+
+} // namespace DesktopFacts
+
+namespace TestApps {
+namespace {
+
+QString geometryArgument(const QRect& geometry)
+{
+    return QStringLiteral("%1x%2+%3+%4")
+        .arg(geometry.width())
+        .arg(geometry.height())
+        .arg(geometry.x())
+        .arg(geometry.y());
+}
+
+// The state letter of /proc/PID/stat ('Z' for a zombie), or 0 when the process is gone.
+char processState(qint64 pid)
+{
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return 0;
+    const QByteArray line = stat.readAll();
+    const qsizetype close = line.lastIndexOf(')');
+    return close > 0 && close + 2 < line.size() ? line.at(close + 2) : 0;
+}
+
+bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > timeout.count())
+            return false;
+        QThread::msleep(10);
+    }
+    return true;
+}
+
+} // namespace
+
+QList<TestApp> standard()
+{
+    return {
+        {QStringLiteral("test-clock"), QStringLiteral("Test Clock"), QStringLiteral("xclock"),
+            QStringLiteral("XClock"), QRect(40, 60, 320, 240), QRect(600, 100, 300, 300)},
+        {QStringLiteral("test-eyes"), QStringLiteral("Test Eyes"), QStringLiteral("xeyes"),
+            QStringLiteral("XEyes"), QRect(420, 80, 260, 200), QRect(620, 460, 300, 300)},
+        {QStringLiteral("test-logo"), QStringLiteral("Test Logo"), QStringLiteral("xlogo"),
+            QStringLiteral("XLogo"), QRect(800, 120, 300, 280), QRect(1000, 460, 300, 300)},
+    };
+}
+
+TestApp calculator()
+{
+    return {QStringLiteral("test-calc"), QStringLiteral("Test Calc"), QStringLiteral("xcalc"),
+        QStringLiteral("XCalc"), QRect(1300, 600, 0, 0), QRect(1300, 600, 0, 0)};
+}
+
+void writeDesktopEntry(const TestApp& app)
+{
+    QString exec = app.program;
+    if (app.launchGeometry.isValid())
+        exec += QStringLiteral(" -geometry ") + geometryArgument(app.launchGeometry);
+    const QString text = QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=%2\n"
+                                        "StartupWMClass=%3\n")
+                             .arg(app.name, exec, app.wmClass);
+    const QString path = qEnvironmentVariable("XDG_DATA_HOME") + QStringLiteral("/applications/")
+        + app.id + QStringLiteral(".desktop");
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        qFatal("Cannot write %s", qPrintable(path));
+    file.write(text.toUtf8());
+}
+
+qint64 start(const TestApp& app)
+{
+    QStringList arguments;
+    if (app.startGeometry.isValid())
+        arguments << QStringLiteral("-geometry") << geometryArgument(app.startGeometry);
+    else
+        arguments << QStringLiteral("-geometry")
+                  << QStringLiteral("+%1+%2").arg(app.startGeometry.x()).arg(app.startGeometry.y());
+    return TestDesktop::instance()->startApp(app.program, arguments);
+}
+
+QList<qint64> pidsOf(const QString& program)
+{
+    QList<qint64> pids;
+    const XProbe& probe = TestDesktop::instance()->probe();
+    for (const std::uint32_t window : probe.clientWindows()) {
+        const qint64 pid = probe.pidOf(window);
+        if (pid > 0 && !pids.contains(pid) && DesktopFacts::processName(pid) == program)
+            pids.append(pid);
+    }
+    return pids;
+}
+
+QList<WindowId> windowsOf(const QString& program)
+{
+    QList<WindowId> windows;
+    const XProbe& probe = TestDesktop::instance()->probe();
+    for (const std::uint32_t window : probe.clientWindows()) {
+        const qint64 pid = probe.pidOf(window);
+        if (pid > 0 && DesktopFacts::processName(pid) == program)
+            windows.append(window);
+    }
+    return windows;
+}
+
+void stop(qint64 pid)
+{
+    if (pid <= 0)
+        return;
+    TestDesktop& desktop = *TestDesktop::instance();
+    desktop.stopApp(pid); // its own children are ended and reaped there; others get SIGTERM
+    const auto gone = [pid] {
+        ::waitpid(static_cast<pid_t>(pid), nullptr, WNOHANG); // reaps it if it is the test's
+        const char state = processState(pid);
+        return state == 0 || state == 'Z';
+    };
+    if (!waitUntil(gone, std::chrono::seconds(5))) {
+        ::kill(static_cast<pid_t>(pid), SIGKILL);
+        waitUntil(gone, std::chrono::seconds(5));
+    }
+    waitUntil(
+        [&desktop, pid] {
+            return desktop.probe().clientWindowsOf(static_cast<std::int32_t>(pid)).isEmpty();
+        },
+        std::chrono::seconds(5));
+}
+
+void stopAll(const QString& program)
+{
+    for (const qint64 pid : pidsOf(program))
+        stop(pid);
+}
+
+} // namespace TestApps

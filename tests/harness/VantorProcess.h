@@ -1,0 +1,155 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QRect>
+#include <QString>
+#include <QStringList>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+
+// What one `vantor ARGUMENTS` run left behind when it ended (or was ended).
+struct VantorRun {
+    bool finished = false; // ended by itself within the timeout; otherwise it was killed
+    bool crashed = false; // ended by a signal
+    int exitCode = -1;
+    QByteArray standardOutput;
+    QByteArray standardError;
+    std::chrono::milliseconds duration{0};
+
+    QString out() const { return QString::fromUtf8(standardOutput); }
+    QString err() const { return QString::fromUtf8(standardError); }
+    // The lines of stdout / stderr, without the empty ones.
+    QStringList outLines() const;
+    QStringList errLines() const;
+    bool exitedWith(int code) const { return finished && !crashed && exitCode == code; }
+    // A line for failure messages: exit status and both streams.
+    QByteArray describe() const;
+};
+
+// The real `vantor` executable (VANTOR_EXECUTABLE) run as a process: a command run to its
+// end, or the tray app started, watched and ended by PID.
+class VantorProcess {
+public:
+    static QString executable();
+
+    // Runs `vantor ARGUMENTS` to its end; kills it (by PID) when the timeout passes.
+    static VantorRun run(const QStringList& arguments,
+        std::chrono::milliseconds timeout = std::chrono::seconds(30),
+        const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
+
+    VantorProcess();
+    // Kills the process if it still runs and waits for it.
+    ~VantorProcess();
+    VantorProcess(const VantorProcess&) = delete;
+    VantorProcess& operator=(const VantorProcess&) = delete;
+
+    // Starts `vantor ARGUMENTS` (the tray app without arguments); false when it cannot run.
+    bool start(const QStringList& arguments = {},
+        const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
+    qint64 pid() const { return m_pid; }
+    bool isRunning() const;
+    std::chrono::steady_clock::time_point startedAt() const { return m_startedAt; }
+
+    // Everything the process wrote so far (reads what is waiting first).
+    QByteArray standardOutput();
+    QByteArray standardError();
+    QString out() { return QString::fromUtf8(standardOutput()); }
+    QString err() { return QString::fromUtf8(standardError()); }
+    // How many lines of stdout so far equal `line` exactly / start with `prefix`.
+    int countLines(const QString& line);
+    int countLinesStartingWith(const QString& prefix);
+
+    // Waits until stdout holds `count` lines equal to `line`; false after the timeout.
+    bool waitForLines(const QString& line, int count = 1,
+        std::chrono::milliseconds timeout = std::chrono::seconds(15));
+    // Waits until the process has ended by itself.
+    bool waitForFinished(std::chrono::milliseconds timeout = std::chrono::seconds(15));
+    // SIGTERM to the PID, then waits; true when the process ended within the timeout.
+    bool terminate(std::chrono::milliseconds timeout = std::chrono::seconds(15));
+    // SIGKILL to the PID, then waits.
+    void kill();
+
+    bool exitedWith(int code) const;
+    QByteArray describe();
+
+private:
+    void readAvailable();
+
+    std::unique_ptr<QProcess> m_process;
+    qint64 m_pid = 0;
+    std::chrono::steady_clock::time_point m_startedAt;
+    QByteArray m_out;
+    QByteArray m_err;
+};
+
+// What the X server and the window manager say about windows, read with the standard X tools
+// (xwininfo, xprop, xdotool), never with Vantor's code.
+namespace DesktopFacts {
+
+using WindowId = std::uint32_t;
+
+QString hex(WindowId window);
+// The frame as the user sees it: the client's absolute origin and size (xwininfo) widened by
+// the decorations (_NET_FRAME_EXTENTS).
+QRect outerFrame(WindowId window);
+// The client window's own size (xwininfo).
+QSize clientSize(WindowId window);
+// "IsViewable", "IsUnMapped", "IsUnviewable", or empty when the window is gone.
+QString mapState(WindowId window);
+// _NET_ACTIVE_WINDOW on the root; 0 when none.
+WindowId activeWindow();
+// WM_CLASS instance and class, e.g. {"vantor", "Vantor"}; empty when unset.
+QStringList wmClass(WindowId window);
+// The window's parents, nearest first, up to (without) the root.
+QList<WindowId> ancestors(WindowId window);
+// Every window (managed or not) whose WM_CLASS instance is `instance` (xdotool search).
+QList<WindowId> windowsOfClassName(const QString& instance);
+// The process name (/proc/PID/comm) of a PID; empty when it is gone.
+QString processName(qint64 pid);
+// Moves (and, given a size, resizes) the window with xdotool: a request of its own, not
+// Vantor's.
+void moveWindow(WindowId window, int x, int y, QSize size = {});
+// A screenshot of the whole screen (ImageMagick `import -window root`); true on success.
+bool screenshot(const QString& path);
+
+} // namespace DesktopFacts
+
+// The small X apps that tests group into workspaces, each with a desktop entry of its own in
+// $XDG_DATA_HOME/applications, so that Vantor can recognise and launch them.
+struct TestApp {
+    QString id; // desktop entry id (file name without ".desktop"), e.g. "test-clock"
+    QString name; // Name=, e.g. "Test Clock"
+    QString program; // e.g. "xclock"
+    QString wmClass; // StartupWMClass=, e.g. "XClock"
+    QRect startGeometry; // client size and position when a test starts it
+    QRect launchGeometry; // client size and position when its desktop entry launches it
+};
+
+namespace TestApps {
+
+using DesktopFacts::WindowId;
+
+// Test Clock (xclock), Test Eyes (xeyes), Test Logo (xlogo).
+QList<TestApp> standard();
+// Test Calc (xcalc): an app of a workspace of its own.
+TestApp calculator();
+void writeDesktopEntry(const TestApp& app);
+// Starts the app at its start geometry on the test desktop and waits for its window; its PID.
+qint64 start(const TestApp& app);
+// The PIDs of the running processes of a program that have windows on the desktop (also
+// those Vantor launched).
+QList<qint64> pidsOf(const QString& program);
+// The managed windows of a program's processes.
+QList<WindowId> windowsOf(const QString& program);
+// Ends a process by PID (SIGTERM, then SIGKILL) and waits until its windows and the process
+// are gone; reaps it when it became the test's child.
+void stop(qint64 pid);
+// Stops every process of the program that has windows.
+void stopAll(const QString& program);
+
+} // namespace TestApps
