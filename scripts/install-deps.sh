@@ -15,7 +15,7 @@ build_packages=(
   qml6-module-qtqml-workerscript
 )
 desktop_packages=(xvfb openbox trayer xdotool wmctrl x11-apps x11-utils xterm imagemagick)
-test_packages=(x11-xserver-utils time strace)
+test_packages=(x11-xserver-utils time strace x11-xkb-utils xkb-data)
 
 wanted=("${build_packages[@]}")
 case "${1:-build}" in
