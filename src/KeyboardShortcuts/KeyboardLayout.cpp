@@ -41,6 +41,7 @@ struct KeyboardLayout::Private {
     Context context{xkb_context_new(XKB_CONTEXT_NO_FLAGS)};
     Keymap keymap;
     bool fromNames = false;
+    bool fromServer = false;
     bool followsServer = false;
 
     Keymap systemKeymap()
@@ -56,17 +57,22 @@ struct KeyboardLayout::Private {
                             keymap.reset();
                     });
                 }
+                fromServer = true;
                 return Keymap(xkb_x11_keymap_new_from_device(
                     context.get(), connection->get(), device, XKB_KEYMAP_COMPILE_NO_FLAGS));
             }
         }
         // The defaults of the system (XKB_DEFAULT_LAYOUT and the like, else "us").
+        fromServer = false;
         return Keymap(
             xkb_keymap_new_from_names(context.get(), nullptr, XKB_KEYMAP_COMPILE_NO_FLAGS));
     }
 
     xkb_keymap* currentKeymap()
     {
+        // A keymap made before the application had its X connection gives way to the server's.
+        if (keymap && !fromNames && !fromServer && XConnection::shared())
+            keymap.reset();
         if (!keymap && context)
             keymap = systemKeymap();
         return keymap.get();

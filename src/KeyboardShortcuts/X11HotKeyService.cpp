@@ -24,17 +24,10 @@ constexpr std::uint8_t badAccess = 10;
 
 std::unique_ptr<HotKeyService> createHotKeyService()
 {
-    return std::make_unique<X11HotKeyService>(XConnection::shared());
+    return std::make_unique<X11HotKeyService>();
 }
 
-X11HotKeyService::X11HotKeyService(XConnection* connection) : m_connection(connection)
-{
-    if (!m_connection)
-        return;
-    m_connection->installNativeEventFilter(this);
-    m_keyboardChangedConnection = QObject::connect(
-        m_connection, &XConnection::keyboardChanged, m_connection, [this] { keyboardChanged(); });
-}
+X11HotKeyService::X11HotKeyService() = default;
 
 X11HotKeyService::~X11HotKeyService()
 {
@@ -45,6 +38,23 @@ X11HotKeyService::~X11HotKeyService()
     for (auto& [ref, grab] : m_grabs)
         ungrab(grab);
     m_connection->flush();
+}
+
+bool X11HotKeyService::attach()
+{
+    if (m_connection)
+        return true;
+    if (m_attached)
+        return false; // the connection went away with the application
+    XConnection* connection = XConnection::shared();
+    if (!connection)
+        return false;
+    m_connection = connection;
+    m_attached = true;
+    m_connection->installNativeEventFilter(this);
+    m_keyboardChangedConnection = QObject::connect(
+        m_connection, &XConnection::keyboardChanged, m_connection, [this] { keyboardChanged(); });
+    return true;
 }
 
 const X11KeyboardMap& X11HotKeyService::keyboardMap()
@@ -58,7 +68,7 @@ OSStatus X11HotKeyService::registerEventHotKey(
     quint32 keyCode, quint32 modifiers, EventHotKeyID id, EventHotKeyRef* outRef)
 {
     *outRef = 0;
-    if (!m_connection)
+    if (!attach())
         return eventInternalErr;
     Grab entry{keyCode, modifiers, id};
     const OSStatus status = grab(entry);
@@ -82,7 +92,7 @@ OSStatus X11HotKeyService::unregisterEventHotKey(EventHotKeyRef ref)
 
 OSStatus X11HotKeyService::installEventHandler(EventHandler handler)
 {
-    if (!m_connection)
+    if (!attach())
         return eventInternalErr;
     m_handler = std::move(handler);
     return noErr;
@@ -96,7 +106,7 @@ void X11HotKeyService::setHotKeyEventsEnabled(bool enabled)
 std::optional<RawKey> X11HotKeyService::rawKey(quint32 nativeScanCode, quint32 nativeModifiers)
 {
     const auto keyCode = KeyCodeTable::carbonKeyCodeOfXKeycode(static_cast<int>(nativeScanCode));
-    if (!keyCode || !m_connection)
+    if (!keyCode || !attach())
         return std::nullopt;
     const int modifiers = keyboardMap().carbonModifiers(static_cast<quint16>(nativeModifiers));
     return RawKey{static_cast<quint32>(*keyCode), static_cast<quint32>(modifiers)};

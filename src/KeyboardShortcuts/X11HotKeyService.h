@@ -21,8 +21,9 @@ class XConnection;
 // grab is released and made again for the new mapping.
 class X11HotKeyService final : public HotKeyService, public QAbstractNativeEventFilter {
 public:
-    // Without a connection every registration fails with eventInternalErr.
-    explicit X11HotKeyService(XConnection* connection);
+    // Uses the shared X connection once the application has one; until then (and without an
+    // X display) every registration fails with eventInternalErr.
+    X11HotKeyService();
     ~X11HotKeyService() override;
 
     OSStatus registerEventHotKey(
@@ -44,6 +45,7 @@ private:
         bool grabbed = false;
     };
 
+    bool attach();
     const X11KeyboardMap& keyboardMap();
     OSStatus grab(Grab& grab);
     void ungrab(Grab& grab);
@@ -53,6 +55,7 @@ private:
 
     QPointer<XConnection> m_connection;
     QMetaObject::Connection m_keyboardChangedConnection;
+    bool m_attached = false;
     std::optional<X11KeyboardMap> m_keyboardMap;
     std::map<EventHotKeyRef, Grab> m_grabs;
     EventHotKeyRef m_lastRef = 0;
