@@ -85,8 +85,9 @@ OSStatus X11HotKeyService::unregisterEventHotKey(EventHotKeyRef ref)
     if (it == m_grabs.end())
         return eventInternalErr;
     ungrab(it->second);
-    m_connection->flush();
     m_grabs.erase(it);
+    if (m_connection)
+        m_connection->flush();
     return noErr;
 }
 
@@ -155,7 +156,8 @@ OSStatus X11HotKeyService::grab(Grab& entry)
 
 void X11HotKeyService::ungrab(Grab& entry)
 {
-    if (!entry.grabbed)
+    // Without the connection the server has already let go of every grab.
+    if (!entry.grabbed || !m_connection)
         return;
     for (const quint16 variant : keyboardMap().lockVariants())
         xcb_ungrab_key(
