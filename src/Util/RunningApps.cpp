@@ -9,6 +9,34 @@ namespace {
 
 using Platform::RunningApplication;
 
+// The window list read once and handed to the capture of every app of one call, instead of
+// asking the window system again for each app: the answers describe the same moment.
+class WindowSnapshot final : public Platform::WindowSystem {
+public:
+    explicit WindowSnapshot(Platform::WindowSystem& live)
+        : m_live(live), m_windows(live.managedWindows())
+    {
+    }
+
+    bool canControlWindows() override { return m_live.canControlWindows(); }
+    ScreenSize mainScreenSize() override { return m_live.mainScreenSize(); }
+    QList<Platform::WindowInfo> managedWindows() override { return m_windows; }
+    std::optional<QList<Platform::WindowId>> windowsOfProcess(
+        Platform::ProcessId pid, int limit) override
+    {
+        return m_live.windowsOfProcess(pid, limit);
+    }
+    void setWindowFrames(
+        const QList<Platform::WindowId>& windows, QPointF position, QSizeF size) override
+    {
+        m_live.setWindowFrames(windows, position, size);
+    }
+
+private:
+    Platform::WindowSystem& m_live;
+    const QList<Platform::WindowInfo> m_windows;
+};
+
 QList<RunningApplication> withoutExcludedNames(QList<RunningApplication> applications)
 {
     for (const QLatin1String name :
@@ -44,28 +72,18 @@ QList<RunningApplication> withBundleIdentifierIn(
 
 QList<AppInfoPtr> RunningApps::get() const
 {
-    QList<AppInfoPtr> apps;
-    for (const RunningApplication& application : withoutExcludedNames(regularApplications()))
-        apps.append(makeAppInfo(application));
-    return apps;
+    return makeAppInfos(withoutExcludedNames(regularApplications()));
 }
 
 QList<AppInfoPtr> RunningApps::getUpdatedLayouts(const QList<AppInfoPtr>& apps) const
 {
-    QList<AppInfoPtr> updated;
-    for (const RunningApplication& application :
-        withBundleIdentifierIn(regularApplications(), bundleIdentifiersOf(apps)))
-        updated.append(makeAppInfo(application));
-    return updated;
+    return makeAppInfos(withBundleIdentifierIn(regularApplications(), bundleIdentifiersOf(apps)));
 }
 
 QList<AppInfoPtr> RunningApps::getFromWorkspace(const Workspace& workspace) const
 {
-    QList<AppInfoPtr> apps;
-    for (const RunningApplication& application : withBundleIdentifierIn(
-             withoutExcludedNames(regularApplications()), bundleIdentifiersOf(workspace.apps())))
-        apps.append(makeAppInfo(application));
-    return apps;
+    return makeAppInfos(withBundleIdentifierIn(
+        withoutExcludedNames(regularApplications()), bundleIdentifiersOf(workspace.apps())));
 }
 
 bool RunningApps::areAllAppsRunning(const QList<AppInfoPtr>& apps) const
@@ -90,10 +108,19 @@ QList<RunningApplication> RunningApps::regularApplications() const
     return applications;
 }
 
-AppInfoPtr RunningApps::makeAppInfo(const RunningApplication& application) const
+QList<AppInfoPtr> RunningApps::makeAppInfos(const QList<RunningApplication>& applications) const
 {
-    return AppInfo::create(QUuid::createUuid(),
-        application.localizedName.value_or(QStringLiteral("Unknown App")),
-        application.bundleIdentifier, true, application.bundlePath.value_or(QString()),
-        m_windowManager.getAppLayout(application));
+    if (applications.isEmpty())
+        return {};
+    WindowSnapshot windows(m_windowManager.windowSystem());
+    const WindowManager capture(windows, m_windowManager.applications());
+    QList<AppInfoPtr> apps;
+    apps.reserve(applications.size());
+    for (const RunningApplication& application : applications) {
+        apps.append(AppInfo::create(QUuid::createUuid(),
+            application.localizedName.value_or(QStringLiteral("Unknown App")),
+            application.bundleIdentifier, true, application.bundlePath.value_or(QString()),
+            capture.getAppLayout(application)));
+    }
+    return apps;
 }

@@ -27,7 +27,8 @@ public:
 
 private:
     QList<Platform::RunningApplication> regularApplications() const;
-    AppInfoPtr makeAppInfo(const Platform::RunningApplication& application) const;
+    // Fresh records with the apps' windows as layouts for the current screen.
+    QList<AppInfoPtr> makeAppInfos(const QList<Platform::RunningApplication>& applications) const;
 
     const WindowManager& m_windowManager;
 };
