@@ -56,7 +56,7 @@ public:
 std::unique_ptr<Applications> createApplications(WindowSystem& windowSystem);
 
 // What a desktop entry file says about itself, read by the desktop's own rules. Nothing when
-// the file is not a usable desktop entry (missing, malformed, hidden, or TryExec not found).
+// the file is not a usable desktop entry (missing, malformed, or its TryExec not installed).
 std::optional<QString> desktopEntryName(const QString& path);
 // The entry's icon: theme icon names, best first, or absolute image file paths. Empty when
 // the entry names no icon or is not usable.

@@ -38,7 +38,8 @@ QStringList namesOf(GIcon* icon)
 std::optional<QString> desktopEntryName(const QString& path)
 {
     const auto entry = loadEntry(path);
-    if (!entry)
+    // Without a Name key GIO would make up "Unnamed".
+    if (!entry || !g_desktop_app_info_has_key(entry.get(), "Name"))
         return std::nullopt;
     const char* name = g_app_info_get_name(G_APP_INFO(entry.get()));
     if (!name)

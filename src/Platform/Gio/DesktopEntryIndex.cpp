@@ -49,7 +49,9 @@ DesktopEntry entryOf(GDesktopAppInfo* info)
     GAppInfo* appInfo = G_APP_INFO(info);
     DesktopEntry entry;
     entry.id = withoutDesktopSuffix(fromUtf8(g_app_info_get_id(appInfo)));
-    entry.name = fromUtf8(g_app_info_get_name(appInfo));
+    // Without a Name key GIO would make up "Unnamed".
+    if (g_desktop_app_info_has_key(info, "Name"))
+        entry.name = fromUtf8(g_app_info_get_name(appInfo));
     entry.path = fromUtf8(g_desktop_app_info_get_filename(info));
     entry.startupWmClass = fromUtf8(g_desktop_app_info_get_startup_wm_class(info));
     entry.programs = programsOf(info);

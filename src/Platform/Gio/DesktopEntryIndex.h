@@ -13,7 +13,7 @@ namespace Platform::Gio {
 // What the index keeps of one installed desktop entry.
 struct DesktopEntry {
     QString id; // desktop-file ID without ".desktop"
-    QString name; // Name in the user's locale
+    QString name; // Name in the user's locale; empty when the entry has none
     QString path;
     QString startupWmClass;
     QStringList programs; // Exec's program (past env and interpreters) and TryExec

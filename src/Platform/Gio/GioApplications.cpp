@@ -74,7 +74,8 @@ RunningApplication describe(const ProcessWindows& process, const AppMatcher& mat
     application.windowCount = static_cast<int>(process.windows.size());
     if (const DesktopEntry* entry = matcher.match(process.pid, process.windows)) {
         application.bundleIdentifier = entry->id;
-        application.localizedName = entry->name;
+        application.localizedName
+            = entry->name.isEmpty() ? wmClassName(process.windows) : entry->name;
         application.bundlePath = entry->path;
     } else {
         application.localizedName = wmClassName(process.windows);

@@ -58,12 +58,16 @@ std::optional<quint64> startTime(ProcessId pid)
 
 QString flatpakAppId(ProcessId pid)
 {
-    const QByteArray info = readProcFile(pid, "root/.flatpak-info");
-    if (info.isEmpty())
+    return flatpakAppIdFrom(readProcFile(pid, "root/.flatpak-info"));
+}
+
+QString flatpakAppIdFrom(const QByteArray& flatpakInfo)
+{
+    if (flatpakInfo.isEmpty())
         return {};
     GKeyFilePtr keyFile(g_key_file_new());
-    if (!g_key_file_load_from_data(keyFile.get(), info.constData(), static_cast<gsize>(info.size()),
-            G_KEY_FILE_NONE, nullptr))
+    if (!g_key_file_load_from_data(keyFile.get(), flatpakInfo.constData(),
+            static_cast<gsize>(flatpakInfo.size()), G_KEY_FILE_NONE, nullptr))
         return {};
     const GCharPtr name(g_key_file_get_string(keyFile.get(), "Application", "name", nullptr));
     return fromUtf8(name.get());
@@ -71,8 +75,13 @@ QString flatpakAppId(ProcessId pid)
 
 QString snapDesktopId(ProcessId pid)
 {
+    return snapDesktopIdFrom(QString::fromUtf8(readProcFile(pid, "attr/current")));
+}
+
+QString snapDesktopIdFrom(const QString& securityLabel)
+{
     // An AppArmor label like "snap.firefox.firefox (enforce)"; the entry is "firefox_firefox".
-    const QString label = QString::fromUtf8(readProcFile(pid, "attr/current")).trimmed();
+    const QString label = securityLabel.trimmed();
     if (!label.startsWith(QLatin1String("snap.")))
         return {};
     const QStringList parts = label.section(QLatin1Char(' '), 0, 0).split(QLatin1Char('.'));

@@ -2,6 +2,7 @@
 
 #include "Platform/WindowSystem.h"
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 
@@ -18,6 +19,10 @@ QString flatpakAppId(ProcessId pid);
 QString snapDesktopId(ProcessId pid);
 // The process's arguments, program first; empty when they cannot be read.
 QStringList commandLine(ProcessId pid);
+
+// The same, from what /proc gave: the .flatpak-info key file, and the AppArmor label.
+QString flatpakAppIdFrom(const QByteArray& flatpakInfo);
+QString snapDesktopIdFrom(const QString& securityLabel);
 
 // The program a command line runs, past `env`, its variable settings and interpreters with
 // their options ("python3 -u /usr/bin/foo --x" runs "/usr/bin/foo"); empty when none.
