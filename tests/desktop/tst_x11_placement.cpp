@@ -72,6 +72,13 @@ private:
         return m_desktop.probe().clientWindowsOf(static_cast<std::int32_t>(pid)).value(0);
     }
 
+    // The one layout captured for the process; an empty frame unless there is exactly one.
+    Frame capturedFrame(qint64 pid) const
+    {
+        const QList<AppLayoutPtr> layouts = m_manager.getAppLayout(applicationWithPid(pid));
+        return layouts.size() == 1 ? layouts[0]->frame() : Frame{};
+    }
+
     void place(qint64 pid, const Frame& frame) const
     {
         m_manager.setWindowPosition(
@@ -108,6 +115,30 @@ private Q_SLOTS:
         const QList<AppLayoutPtr> again = m_manager.getAppLayout(applicationWithPid(pid));
         QCOMPARE(again.size(), 1);
         QCOMPARE(again[0]->frame(), frame);
+        m_desktop.stopApp(pid);
+    }
+
+    // A client-side-decorated window draws invisible shadows inside its client area and
+    // says how wide they are; they belong neither to the captured nor to the placed frame.
+    void clientSideShadowsAreLeftOutAndRestored()
+    {
+        const qint64 pid = m_desktop.startApp(
+            QStringLiteral("xlogo"), geometry(QStringLiteral("300x250+200+150")));
+        const Platform::WindowId window = onlyWindowOf(pid);
+        run(QStringLiteral("xprop"),
+            {QStringLiteral("-id"), hex(window), QStringLiteral("-f"),
+                QStringLiteral("_GTK_FRAME_EXTENTS"), QStringLiteral("32c"), QStringLiteral("-set"),
+                QStringLiteral("_GTK_FRAME_EXTENTS"), QStringLiteral("10, 12, 14, 16")});
+        const Frame outer = frameOf(window);
+        const Frame visible{outer.x + 10, outer.y + 14, outer.width - 22, outer.height - 30};
+        QTRY_COMPARE(capturedFrame(pid), visible);
+
+        moveAway(window, 800, 500, 200, 200);
+        QTRY_VERIFY(frameOf(window) != outer);
+        place(pid, visible);
+
+        QTRY_COMPARE(frameOf(window), outer);
+        QCOMPARE(capturedFrame(pid), visible);
         m_desktop.stopApp(pid);
     }
 
