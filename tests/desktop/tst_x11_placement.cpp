@@ -236,6 +236,35 @@ private Q_SLOTS:
         QCOMPARE(m_windowSystem->windowsOfProcess(::getpid(), 2), expected.mid(0, 2));
     }
 
+    // A window manager that does not take _NET_MOVERESIZE_WINDOW gets ConfigureWindow
+    // requests, which it places by the ICCCM rules; openbox is made to say so.
+    void withoutMoveResizeSupportWindowsAreConfigured()
+    {
+        const QString supported = run(
+            QStringLiteral("xprop"), {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTED")})
+                                      .section(u'=', 1)
+                                      .trimmed();
+        QVERIFY(supported.contains(QLatin1String("_NET_MOVERESIZE_WINDOW")));
+        const auto setSupported = [](const QString& atoms) {
+            run(QStringLiteral("xprop"),
+                {QStringLiteral("-root"), QStringLiteral("-f"), QStringLiteral("_NET_SUPPORTED"),
+                    QStringLiteral("32a"), QStringLiteral("-set"), QStringLiteral("_NET_SUPPORTED"),
+                    atoms});
+        };
+        QStringList reduced = supported.split(QStringLiteral(", "));
+        reduced.removeAll(QStringLiteral("_NET_MOVERESIZE_WINDOW"));
+        setSupported(reduced.join(u','));
+        const qint64 pid = m_desktop.startApp(
+            QStringLiteral("xlogo"), geometry(QStringLiteral("150x150+60+60")));
+        const Frame target{480, 330, 260, 190};
+
+        place(pid, target);
+
+        QTRY_COMPARE(frameOf(onlyWindowOf(pid)), target);
+        setSupported(supported.split(QStringLiteral(", ")).join(u','));
+        m_desktop.stopApp(pid);
+    }
+
     void exitedProcessIsReported()
     {
         const qint64 pid = m_desktop.startApp(QStringLiteral("xlogo"));

@@ -285,8 +285,6 @@ private Q_SLOTS:
         // client the requested size; the client sits inside the decorations.
         const Rect client{request.frameX + decorations.left, request.frameY + decorations.top,
             request.clientWidth, request.clientHeight};
-        QCOMPARE(client.x, request.clientX);
-        QCOMPARE(client.y, request.clientY);
         QCOMPARE(visibleFrame(client, visibleExtents(decorations, shadows)), target);
     }
 

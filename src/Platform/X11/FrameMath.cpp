@@ -41,8 +41,6 @@ MoveResize moveResizeFor(const Frame& target, const Extents& decorations, const 
     MoveResize request;
     request.frameX = x - shadows.left;
     request.frameY = y - shadows.top;
-    request.clientX = x + visible.left;
-    request.clientY = y + visible.top;
     request.clientWidth = std::max(1, toPixels(target.width) - visible.left - visible.right);
     request.clientHeight = std::max(1, toPixels(target.height) - visible.top - visible.bottom);
     return request;

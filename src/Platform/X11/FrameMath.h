@@ -21,13 +21,12 @@ Extents visibleExtents(const Extents& decorations, const Extents& shadows);
 
 Frame visibleFrame(const Rect& client, const Extents& visible);
 
-// What to ask the window manager for so that the visible frame becomes `target`: the
-// outer top-left of its own frame (north-west gravity) and the client's size.
+// What to ask for so that the visible frame becomes `target`: the outer top-left of the
+// window manager's frame (the meaning of a position with north-west gravity, both in
+// _NET_MOVERESIZE_WINDOW and in a ConfigureWindow of a managed window) and the client's size.
 struct MoveResize {
     int frameX = 0;
     int frameY = 0;
-    int clientX = 0; // for a window moved without the window manager's help
-    int clientY = 0;
     int clientWidth = 1;
     int clientHeight = 1;
 };

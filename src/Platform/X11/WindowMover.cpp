@@ -95,12 +95,13 @@ void requestFromWindowManager(
             onWire(request.clientHeight)});
 }
 
-// Without a window manager that takes move requests, the window is configured itself.
+// Without a window manager that takes move requests, the window is configured itself; a
+// window manager that reparents it still places its frame by the ICCCM rules.
 // Errors of windows that went away are discarded with the requests.
 void configureDirectly(const Connection& connection, std::uint32_t window,
     const MoveResize& request, std::vector<PendingReply>& checks)
 {
-    const std::uint32_t position[] = {onWire(request.clientX), onWire(request.clientY)};
+    const std::uint32_t position[] = {onWire(request.frameX), onWire(request.frameY)};
     checks.emplace_back(connection.get(),
         xcb_configure_window_checked(
             connection.get(), window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, position)
