@@ -45,9 +45,15 @@ Statement& Statement::bind(int index, const std::optional<QString>& value)
     return value ? bind(index, *value) : bindNull(index);
 }
 
+// Ids are stored as their 16 bytes in RFC 4122 order: a quarter of the work of parsing text.
 Statement& Statement::bind(int index, const QUuid& value)
 {
-    return bind(index, value.toString(QUuid::WithoutBraces));
+    const QByteArray bytes = value.toRfc4122();
+    if (sqlite3_bind_blob(
+            m_handle.get(), index, bytes.constData(), int(bytes.size()), SQLITE_TRANSIENT)
+        != SQLITE_OK)
+        fail();
+    return *this;
 }
 
 Statement& Statement::bind(int index, double value)
@@ -118,8 +124,11 @@ std::optional<QString> Statement::optionalText(int column) const
 
 QUuid Statement::uuid(int column) const
 {
-    const auto* data = reinterpret_cast<const char*>(sqlite3_column_text(m_handle.get(), column));
-    return QUuid::fromString(QLatin1StringView(data, sqlite3_column_bytes(m_handle.get(), column)));
+    const auto* data = static_cast<const char*>(sqlite3_column_blob(m_handle.get(), column));
+    const int size = sqlite3_column_bytes(m_handle.get(), column);
+    if (size != 16)
+        return {};
+    return QUuid::fromRfc4122(QByteArrayView(data, size));
 }
 
 double Statement::real(int column) const
@@ -146,7 +155,7 @@ std::unique_ptr<Database> Database::open(const QString& path)
 {
     sqlite3* raw = nullptr;
     const int result = sqlite3_open_v2(QFile::encodeName(path).constData(), &raw,
-        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
     DatabaseHandle handle(raw);
     if (result != SQLITE_OK)
         throw StoreError(

@@ -2,72 +2,68 @@
 
 #include "Store/RecordReader.h"
 
+#include <algorithm>
+
 namespace Store {
 namespace {
 
-template <typename Row, typename Materialize>
-auto materializeAll(const QList<Row>& rows, Materialize&& materialize)
+template <typename Record>
+std::shared_ptr<Record> findById(const QList<std::shared_ptr<Record>>& records, const QUuid& id)
 {
-    QList<decltype(materialize(rows.first()))> objects;
-    objects.reserve(rows.size());
-    for (const Row& row : rows)
-        objects.append(materialize(row));
-    return objects;
+    const auto found = std::find_if(
+        records.cbegin(), records.cend(), [&](const auto& record) { return record->id() == id; });
+    return found == records.cend() ? nullptr : *found;
 }
 
-template <typename Map> void removeExpired(Map& map)
+// Layouts never change after they are made, so a known one is reused as it is.
+QList<AppLayoutPtr> layoutsFor(const AppRow& row, const QList<AppLayoutPtr>& known)
 {
-    map.removeIf([](const auto& entry) { return entry.value().expired(); });
+    QList<AppLayoutPtr> layouts;
+    layouts.reserve(row.layouts.size());
+    for (const LayoutRow& layout : row.layouts) {
+        AppLayoutPtr object = findById(known, layout.id);
+        if (!object)
+            object = std::make_shared<AppLayout>(layout.id, layout.screenWidth, layout.screenHeight,
+                layout.positionX, layout.positionY, layout.width, layout.height);
+        layouts.append(object);
+    }
+    return layouts;
 }
 
 } // namespace
 
 WorkspacePtr IdentityMap::materialize(const WorkspaceRow& row)
 {
-    rememberSavedLists(row);
     if (WorkspacePtr known = m_workspaces.value(row.id)) {
         if (!known->hasChanges())
             refresh(*known, row);
         return known;
     }
-    const auto apps
-        = materializeAll(row.apps, [this](const AppRow& app) { return materialize(app); });
+    QList<AppInfoPtr> apps;
+    apps.reserve(row.apps.size());
+    for (const AppRow& app : row.apps)
+        apps.append(materialize(app, nullptr));
     auto workspace = std::make_shared<Workspace>(row.id, row.name, row.updatedAt, row.notes, apps);
     workspace->setShortcut(row.shortcut);
-    workspace->markSaved();
+    markSaved(*workspace);
     m_workspaces.insert(row.id, workspace);
     return workspace;
 }
 
-AppInfoPtr IdentityMap::materialize(const AppRow& row)
+AppInfoPtr IdentityMap::materialize(const AppRow& row, const AppInfoPtr& known)
 {
-    if (AppInfoPtr known = m_apps.value(row.id).lock()) {
+    if (known) {
         if (!known->hasChanges())
             refresh(*known, row);
         return known;
     }
-    const auto layouts = materializeAll(
-        row.layouts, [this](const LayoutRow& layout) { return materialize(layout); });
-    auto app
-        = AppInfo::create(row.id, row.name, row.bundleIdentifier, row.isRunning, row.path, layouts);
-    app->markSaved();
-    for (const auto& layout : layouts)
-        layout->markSaved();
-    m_apps.insert(row.id, app);
+    auto app = AppInfo::create(
+        row.id, row.name, row.bundleIdentifier, row.isRunning, row.path, layoutsFor(row, {}));
+    markSaved(*app);
     return app;
 }
 
-AppLayoutPtr IdentityMap::materialize(const LayoutRow& row)
-{
-    if (AppLayoutPtr known = m_layouts.value(row.id).lock())
-        return known;
-    auto layout = std::make_shared<AppLayout>(row.id, row.screenWidth, row.screenHeight,
-        row.positionX, row.positionY, row.width, row.height);
-    m_layouts.insert(row.id, layout);
-    return layout;
-}
-
-// Only objects without unsaved changes are refreshed, so the setters below only ever
+// Only records without unsaved changes are refreshed, so the setters below only ever
 // replace saved values by newer saved values.
 void IdentityMap::refresh(Workspace& workspace, const WorkspaceRow& row)
 {
@@ -79,8 +75,10 @@ void IdentityMap::refresh(Workspace& workspace, const WorkspaceRow& row)
         workspace.setShortcut(row.shortcut);
     if (workspace.notes() != row.notes)
         workspace.setNotes(row.notes);
-    const auto apps
-        = materializeAll(row.apps, [this](const AppRow& app) { return materialize(app); });
+    QList<AppInfoPtr> apps;
+    apps.reserve(row.apps.size());
+    for (const AppRow& app : row.apps)
+        apps.append(materialize(app, findById(workspace.apps(), app.id)));
     if (apps != workspace.apps())
         workspace.setApps(apps);
     workspace.markSaved();
@@ -89,29 +87,11 @@ void IdentityMap::refresh(Workspace& workspace, const WorkspaceRow& row)
 void IdentityMap::refresh(AppInfo& app, const AppRow& row)
 {
     // An app's own fields never change after it is made; only its list of layouts does.
-    const auto layouts = materializeAll(
-        row.layouts, [this](const LayoutRow& layout) { return materialize(layout); });
+    const auto layouts = layoutsFor(row, app.layouts());
     if (layouts == app.layouts())
         return;
     app.setLayouts(layouts);
-    app.markSaved();
-    for (const auto& layout : layouts)
-        layout->markSaved();
-}
-
-void IdentityMap::rememberSavedLists(const WorkspaceRow& row)
-{
-    QList<QUuid> apps;
-    apps.reserve(row.apps.size());
-    for (const AppRow& app : row.apps) {
-        apps.append(app.id);
-        QList<QUuid> layouts;
-        layouts.reserve(app.layouts.size());
-        for (const LayoutRow& layout : app.layouts)
-            layouts.append(layout.id);
-        m_savedLayouts.insert(app.id, layouts);
-    }
-    m_savedApps.insert(row.id, apps);
+    markSaved(app);
 }
 
 void IdentityMap::add(const WorkspacePtr& workspace)
@@ -122,46 +102,27 @@ void IdentityMap::add(const WorkspacePtr& workspace)
 void IdentityMap::forget(const QUuid& workspaceId)
 {
     m_workspaces.remove(workspaceId);
-    for (const QUuid& app : m_savedApps.take(workspaceId))
-        m_savedLayouts.remove(app);
 }
 
 void IdentityMap::forgetAllBut(const QSet<QUuid>& present)
 {
-    QList<QUuid> gone;
-    for (auto it = m_workspaces.cbegin(); it != m_workspaces.cend(); ++it) {
-        if (!present.contains(it.key()) && !it.value()->hasChanges())
-            gone.append(it.key());
-    }
-    for (const QUuid& id : gone)
-        forget(id);
-    pruneExpired();
+    m_workspaces.removeIf([&](const auto& entry) {
+        return !present.contains(entry.key()) && !entry.value()->hasChanges();
+    });
 }
 
-void IdentityMap::pruneExpired()
+void markSaved(AppInfo& app)
 {
-    removeExpired(m_apps);
-    removeExpired(m_layouts);
+    for (const auto& layout : app.layouts())
+        layout->markSaved();
+    app.markSaved();
 }
 
-void IdentityMap::recordSaved(const WorkspacePtr& workspace)
+void markSaved(Workspace& workspace)
 {
-    add(workspace);
-    QList<QUuid> apps;
-    for (const auto& app : workspace->apps()) {
-        apps.append(app->id());
-        m_apps.insert(app->id(), app);
-        QList<QUuid> layouts;
-        for (const auto& layout : app->layouts()) {
-            layouts.append(layout->id());
-            m_layouts.insert(layout->id(), layout);
-            layout->markSaved();
-        }
-        m_savedLayouts.insert(app->id(), layouts);
-        app->markSaved();
-    }
-    m_savedApps.insert(workspace->id(), apps);
-    workspace->markSaved();
+    for (const auto& app : workspace.apps())
+        markSaved(*app);
+    workspace.markSaved();
 }
 
 } // namespace Store

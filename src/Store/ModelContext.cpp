@@ -87,7 +87,7 @@ std::optional<QString> ModelContext::save()
 void ModelContext::writeChanges()
 {
     Transaction transaction(*m_database, Transaction::Kind::Write);
-    RecordWriter writer(*m_database, *m_identities);
+    RecordWriter writer(*m_database);
     for (const auto& layout : std::as_const(m_removedLayouts))
         writer.deleteLayout(layout->id());
     for (auto it = m_removed.cbegin(); it != m_removed.cend(); ++it)
@@ -103,7 +103,7 @@ void ModelContext::writeChanges()
     transaction.commit();
 
     for (const auto& workspace : writer.written())
-        m_identities->recordSaved(workspace);
+        markSaved(*workspace);
     clearPending();
 }
 
@@ -132,18 +132,18 @@ FetchResult<WorkspacePtr> ModelContext::fetchWorkspace(const QUuid& id)
 
 FetchResult<QList<WorkspacePtr>> ModelContext::fetch(const WorkspaceFilter& filter)
 {
-    QList<WorkspaceRow> rows;
+    StoredRecords stored;
     try {
-        rows = readWorkspaces(*m_database, filter);
+        stored = readWorkspaces(*m_database, filter);
     } catch (const StoreError& error) {
         qCInfo(lcStore) << "Fetch failed:" << error.message();
         return {{}, error.message()};
     }
 
     QList<WorkspacePtr> workspaces;
-    workspaces.reserve(rows.size() + m_inserted.size());
+    workspaces.reserve(stored.workspaces.size() + m_inserted.size());
     QSet<QUuid> present;
-    for (const WorkspaceRow& row : std::as_const(rows)) {
+    for (const WorkspaceRow& row : std::as_const(stored.workspaces)) {
         present.insert(row.id);
         if (!m_removed.contains(row.id))
             workspaces.append(m_identities->materialize(row));

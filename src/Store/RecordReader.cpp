@@ -9,7 +9,9 @@
 namespace Store {
 namespace {
 
-// One query per record type and filter kind, indexed by WorkspaceFilter::Kind.
+// One query per record type and filter kind, indexed by WorkspaceFilter::Kind. Apps and
+// layouts come grouped by their owner and in list order, straight from the covering
+// indexes app_info_by_workspace and app_layout_by_app; the owner is the first column.
 constexpr std::array workspaceQueries{
     "SELECT id, name, updated_at, shortcut, notes FROM workspace ORDER BY position, rowid",
     "SELECT id, name, updated_at, shortcut, notes FROM workspace WHERE id = ?1 "
@@ -19,33 +21,34 @@ constexpr std::array workspaceQueries{
 };
 
 constexpr std::array appQueries{
-    "SELECT id, workspace_id, name, bundle_identifier, is_running, path FROM app_info "
-    "WHERE workspace_id IS NOT NULL ORDER BY workspace_id, position, rowid",
-    "SELECT id, workspace_id, name, bundle_identifier, is_running, path FROM app_info "
-    "WHERE workspace_id = ?1 ORDER BY position, rowid",
-    "SELECT id, workspace_id, name, bundle_identifier, is_running, path FROM app_info "
+    "SELECT workspace_id, id, name, bundle_identifier, is_running, path FROM app_info "
+    "WHERE workspace_id IS NOT NULL ORDER BY workspace_id, position",
+    "SELECT workspace_id, id, name, bundle_identifier, is_running, path FROM app_info "
+    "WHERE workspace_id = ?1 ORDER BY workspace_id, position",
+    "SELECT workspace_id, id, name, bundle_identifier, is_running, path FROM app_info "
     "WHERE workspace_id IN (SELECT id FROM workspace WHERE name = ?1) "
-    "ORDER BY workspace_id, position, rowid",
+    "ORDER BY workspace_id, position",
 };
 
 constexpr std::array layoutQueries{
-    "SELECT id, app_id, screen_width, screen_height, position_x, position_y, width, height "
-    "FROM app_layout WHERE app_id IS NOT NULL ORDER BY app_id, position, rowid",
-    "SELECT l.id, l.app_id, l.screen_width, l.screen_height, l.position_x, l.position_y, "
-    "l.width, l.height FROM app_layout l JOIN app_info a ON a.id = l.app_id "
-    "WHERE a.workspace_id = ?1 ORDER BY l.app_id, l.position, l.rowid",
-    "SELECT l.id, l.app_id, l.screen_width, l.screen_height, l.position_x, l.position_y, "
-    "l.width, l.height FROM app_layout l JOIN app_info a ON a.id = l.app_id "
-    "WHERE a.workspace_id IN (SELECT id FROM workspace WHERE name = ?1) "
-    "ORDER BY l.app_id, l.position, l.rowid",
+    "SELECT app_id, id, screen_width, screen_height, position_x, position_y, width, height "
+    "FROM app_layout WHERE app_id IS NOT NULL ORDER BY app_id, position",
+    "SELECT app_id, id, screen_width, screen_height, position_x, position_y, width, height "
+    "FROM app_layout WHERE app_id IN (SELECT id FROM app_info WHERE workspace_id = ?1) "
+    "ORDER BY app_id, position",
+    "SELECT app_id, id, screen_width, screen_height, position_x, position_y, width, height "
+    "FROM app_layout WHERE app_id IN (SELECT a.id FROM app_info a JOIN workspace w "
+    "ON w.id = a.workspace_id WHERE w.name = ?1) ORDER BY app_id, position",
 };
 
 Statement query(
     Database& database, const std::array<const char*, 3>& queries, const WorkspaceFilter& filter)
 {
     Statement statement = database.prepare(queries.at(size_t(filter.kind)));
-    if (filter.kind != WorkspaceFilter::Kind::All)
-        statement.bind(1, filter.value);
+    if (filter.kind == WorkspaceFilter::Kind::Id)
+        statement.bind(1, filter.id);
+    else if (filter.kind == WorkspaceFilter::Kind::Name)
+        statement.bind(1, filter.name);
     return statement;
 }
 
@@ -56,38 +59,59 @@ QDateTime timeFromStore(const Statement& statement, int column)
     return QDateTime::fromMSecsSinceEpoch(statement.integer(column));
 }
 
-QList<WorkspaceRow> readWorkspaceRows(Database& database, const WorkspaceFilter& filter)
+WorkspaceRow workspaceFrom(const Statement& statement)
 {
-    QList<WorkspaceRow> rows;
-    Statement statement = query(database, workspaceQueries, filter);
-    while (statement.next()) {
-        rows.append({statement.uuid(0), statement.text(1), timeFromStore(statement, 2),
-            statement.optionalText(3), statement.optionalText(4), {}});
-    }
-    return rows;
+    return {statement.uuid(0), statement.text(1), timeFromStore(statement, 2),
+        statement.optionalText(3), statement.optionalText(4), {}};
 }
 
-QHash<QUuid, QList<AppRow>> readAppRows(Database& database, const WorkspaceFilter& filter)
+AppRow appFrom(const Statement& statement)
 {
-    QHash<QUuid, QList<AppRow>> appsByWorkspace;
-    Statement statement = query(database, appQueries, filter);
-    while (statement.next()) {
-        appsByWorkspace[statement.uuid(1)].append({statement.uuid(0), statement.text(2),
-            statement.optionalText(3), statement.integer(4) != 0, statement.text(5), {}});
-    }
-    return appsByWorkspace;
+    return {statement.uuid(1), statement.text(2), statement.optionalText(3),
+        statement.integer(4) != 0, statement.text(5), {}};
 }
 
-QHash<QUuid, QList<LayoutRow>> readLayoutRows(Database& database, const WorkspaceFilter& filter)
+LayoutRow layoutFrom(const Statement& statement)
 {
-    QHash<QUuid, QList<LayoutRow>> layoutsByApp;
-    Statement statement = query(database, layoutQueries, filter);
+    return {statement.uuid(1), statement.real(2), statement.real(3), statement.real(4),
+        statement.real(5), statement.real(6), statement.real(7)};
+}
+
+struct Range {
+    qsizetype begin = 0;
+    qsizetype count = 0;
+};
+
+// Reads rows that come grouped by the owner in column 0 into one flat list, and where each
+// owner's rows are in it.
+template <typename Row, typename Read>
+QHash<QUuid, Range> readGrouped(Statement statement, QList<Row>& rows, Read read)
+{
+    QHash<QUuid, Range> groups;
+    QUuid owner;
+    Range group;
     while (statement.next()) {
-        layoutsByApp[statement.uuid(1)].append(
-            {statement.uuid(0), statement.real(2), statement.real(3), statement.real(4),
-                statement.real(5), statement.real(6), statement.real(7)});
+        const QUuid rowOwner = statement.uuid(0);
+        if (rowOwner != owner || group.count == 0) {
+            if (group.count > 0)
+                groups.insert(owner, group);
+            owner = rowOwner;
+            group = {rows.size(), 0};
+        }
+        rows.append(read(statement));
+        ++group.count;
     }
-    return layoutsByApp;
+    if (group.count > 0)
+        groups.insert(owner, group);
+    return groups;
+}
+
+template <typename Row>
+std::span<const Row> rowsOf(
+    const QList<Row>& rows, const QHash<QUuid, Range>& groups, const QUuid& owner)
+{
+    const Range range = groups.value(owner);
+    return std::span<const Row>(rows.constData() + range.begin, size_t(range.count));
 }
 
 } // namespace
@@ -98,9 +122,9 @@ bool WorkspaceFilter::matches(const Workspace& workspace) const
     case Kind::All:
         return true;
     case Kind::Id:
-        return workspace.id().toString(QUuid::WithoutBraces) == value;
+        return workspace.id() == id;
     case Kind::Name:
-        return workspace.name() == value;
+        return workspace.name() == name;
     }
     return false;
 }
@@ -112,20 +136,25 @@ std::optional<qint64> storedTime(const QDateTime& time)
     return time.toMSecsSinceEpoch();
 }
 
-QList<WorkspaceRow> readWorkspaces(Database& database, const WorkspaceFilter& filter)
+StoredRecords readWorkspaces(Database& database, const WorkspaceFilter& filter)
 {
+    StoredRecords stored;
     Transaction snapshot(database, Transaction::Kind::Read);
-    QList<WorkspaceRow> workspaces = readWorkspaceRows(database, filter);
-    QHash<QUuid, QList<AppRow>> appsByWorkspace = readAppRows(database, filter);
-    QHash<QUuid, QList<LayoutRow>> layoutsByApp = readLayoutRows(database, filter);
+    Statement workspaces = query(database, workspaceQueries, filter);
+    while (workspaces.next())
+        stored.workspaces.append(workspaceFrom(workspaces));
+    const auto appsByWorkspace
+        = readGrouped(query(database, appQueries, filter), stored.apps, appFrom);
+    const auto layoutsByApp
+        = readGrouped(query(database, layoutQueries, filter), stored.layouts, layoutFrom);
     snapshot.commit();
 
-    for (WorkspaceRow& workspace : workspaces) {
-        workspace.apps = appsByWorkspace.take(workspace.id);
-        for (AppRow& app : workspace.apps)
-            app.layouts = layoutsByApp.take(app.id);
-    }
-    return workspaces;
+    // The lists are complete now; nothing moves the rows the spans point at any more.
+    for (AppRow& app : stored.apps)
+        app.layouts = rowsOf(stored.layouts, layoutsByApp, app.id);
+    for (WorkspaceRow& workspace : stored.workspaces)
+        workspace.apps = rowsOf(stored.apps, appsByWorkspace, workspace.id);
+    return stored;
 }
 
 } // namespace Store

@@ -8,6 +8,7 @@
 #include <QUuid>
 
 #include <optional>
+#include <span>
 
 namespace Store {
 
@@ -30,7 +31,7 @@ struct AppRow {
     std::optional<QString> bundleIdentifier;
     bool isRunning = false;
     QString path;
-    QList<LayoutRow> layouts; // in stored order
+    std::span<const LayoutRow> layouts; // in stored order
 };
 
 struct WorkspaceRow {
@@ -39,28 +40,33 @@ struct WorkspaceRow {
     QDateTime updatedAt;
     std::optional<QString> shortcut;
     std::optional<QString> notes;
-    QList<AppRow> apps; // in stored order
+    std::span<const AppRow> apps; // in stored order
+};
+
+// The rows of one read. The spans point into the lists here, so they live as long as this.
+struct StoredRecords {
+    QList<WorkspaceRow> workspaces; // in store order
+    QList<AppRow> apps;
+    QList<LayoutRow> layouts;
 };
 
 // Which workspaces a fetch asks for.
 struct WorkspaceFilter {
     enum class Kind { All, Id, Name };
     Kind kind = Kind::All;
-    QString value; // the id (without braces) or the exact, case-sensitive name
+    QUuid id;
+    QString name; // exact and case-sensitive
 
     static WorkspaceFilter all() { return {}; }
-    static WorkspaceFilter byId(const QUuid& id)
-    {
-        return {Kind::Id, id.toString(QUuid::WithoutBraces)};
-    }
-    static WorkspaceFilter byName(const QString& name) { return {Kind::Name, name}; }
+    static WorkspaceFilter byId(const QUuid& id) { return {Kind::Id, id, {}}; }
+    static WorkspaceFilter byName(const QString& name) { return {Kind::Name, {}, name}; }
 
     bool matches(const Workspace& workspace) const;
 };
 
 // Reads the matching workspaces with their apps and layouts, all from one snapshot of the
-// file, workspaces in store order. Throws StoreError.
-QList<WorkspaceRow> readWorkspaces(Database& database, const WorkspaceFilter& filter);
+// file. Throws StoreError.
+StoredRecords readWorkspaces(Database& database, const WorkspaceFilter& filter);
 
 // updatedAt is kept as milliseconds since the epoch (NULL for an invalid time) and read
 // back in local time.

@@ -1,7 +1,6 @@
 #include "Store/RecordWriter.h"
 
 #include "Store/Database.h"
-#include "Store/IdentityMap.h"
 #include "Store/RecordReader.h"
 
 #include <algorithm>
@@ -29,11 +28,14 @@ constexpr const char* upsertLayout
       "position_y, width, height) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9) "
       "ON CONFLICT (id) DO UPDATE SET app_id = excluded.app_id, position = excluded.position";
 
-constexpr const char* appsOfWorkspace = "SELECT id FROM app_info WHERE workspace_id = ?1";
-constexpr const char* layoutsOfApp = "SELECT id FROM app_layout WHERE app_id = ?1";
+constexpr const char* appsOfWorkspace
+    = "SELECT id FROM app_info WHERE workspace_id = ?1 ORDER BY position, rowid";
+constexpr const char* layoutsOfApp
+    = "SELECT id FROM app_layout WHERE app_id = ?1 ORDER BY position, rowid";
 constexpr const char* deleteWorkspaceById = "DELETE FROM workspace WHERE id = ?1";
-constexpr const char* deleteAppById = "DELETE FROM app_info WHERE id = ?1";
 constexpr const char* deleteLayoutById = "DELETE FROM app_layout WHERE id = ?1";
+constexpr const char* deleteDroppedApp = "DELETE FROM app_info WHERE id = ?1 AND workspace_id = ?2";
+constexpr const char* deleteDroppedLayout = "DELETE FROM app_layout WHERE id = ?1 AND app_id = ?2";
 
 bool hasUnsavedChanges(const Workspace& workspace)
 {
@@ -42,13 +44,22 @@ bool hasUnsavedChanges(const Workspace& workspace)
             [](const AppInfoPtr& app) { return app->hasChanges(); });
 }
 
-template <typename List> QList<QUuid> idsOf(const List& records)
+// The list as the file holds it now.
+QList<QUuid> storedList(Database& database, const char* sql, const QUuid& owner)
 {
     QList<QUuid> ids;
-    ids.reserve(records.size());
-    for (const auto& record : records)
-        ids.append(record->id());
+    Statement statement = database.prepare(sql);
+    statement.bind(1, owner);
+    while (statement.next())
+        ids.append(statement.uuid(0));
     return ids;
+}
+
+template <typename Record>
+bool contains(const QList<std::shared_ptr<Record>>& records, const QUuid& id)
+{
+    return std::any_of(
+        records.cbegin(), records.cend(), [&](const auto& record) { return record->id() == id; });
 }
 
 void deleteById(Database& database, const char* sql, const QUuid& id)
@@ -58,8 +69,7 @@ void deleteById(Database& database, const char* sql, const QUuid& id)
 
 } // namespace
 
-RecordWriter::RecordWriter(Database& database, const IdentityMap& identities)
-    : m_database(database), m_identities(identities)
+RecordWriter::RecordWriter(Database& database) : m_database(database)
 {
 }
 
@@ -78,9 +88,16 @@ void RecordWriter::write(const WorkspacePtr& workspace)
 {
     if (!hasUnsavedChanges(*workspace))
         return;
-    if (workspace->hasChanges())
+    if (workspace->hasChanges()) {
         writeWorkspaceRow(*workspace);
-    writeApps(*workspace);
+        writeApps(*workspace);
+    } else {
+        // Only apps' layout lists can have changed.
+        for (const auto& app : workspace->apps()) {
+            if (app->hasChanges())
+                writeLayouts(*app);
+        }
+    }
     m_written.append(workspace);
 }
 
@@ -97,19 +114,20 @@ void RecordWriter::writeWorkspaceRow(const Workspace& workspace)
 
 void RecordWriter::writeApps(const Workspace& workspace)
 {
-    const QList<QUuid> saved = m_identities.savedApps(workspace.id());
+    const QList<QUuid> stored = storedList(m_database, appsOfWorkspace, workspace.id());
     const auto& apps = workspace.apps();
     for (qsizetype position = 0; position < apps.size(); ++position) {
         const AppInfo& app = *apps.at(position);
-        const bool moved = saved.value(position) != app.id();
+        const bool moved = stored.value(position) != app.id();
         if (moved)
             writeAppRow(app, workspace.id(), position);
         if (moved || app.hasChanges())
             writeLayouts(app);
     }
-    const QList<QUuid> current = idsOf(apps);
-    if (current != saved)
-        m_appLists.append({workspace.id(), current});
+    for (const QUuid& id : stored) {
+        if (!contains(apps, id))
+            m_droppedApps.append({id, workspace.id()});
+    }
 }
 
 void RecordWriter::writeAppRow(const AppInfo& app, const QUuid& workspaceId, qint64 position)
@@ -127,15 +145,16 @@ void RecordWriter::writeAppRow(const AppInfo& app, const QUuid& workspaceId, qin
 
 void RecordWriter::writeLayouts(const AppInfo& app)
 {
-    const QList<QUuid> saved = m_identities.savedLayouts(app.id());
+    const QList<QUuid> stored = storedList(m_database, layoutsOfApp, app.id());
     const auto& layouts = app.layouts();
     for (qsizetype position = 0; position < layouts.size(); ++position) {
-        if (saved.value(position) != layouts.at(position)->id())
+        if (stored.value(position) != layouts.at(position)->id())
             writeLayoutRow(*layouts.at(position), app.id(), position);
     }
-    const QList<QUuid> current = idsOf(layouts);
-    if (current != saved)
-        m_layoutLists.append({app.id(), current});
+    for (const QUuid& id : stored) {
+        if (!contains(layouts, id))
+            m_droppedLayouts.append({id, app.id()});
+    }
 }
 
 void RecordWriter::writeLayoutRow(const AppLayout& layout, const QUuid& appId, qint64 position)
@@ -155,23 +174,10 @@ void RecordWriter::writeLayoutRow(const AppLayout& layout, const QUuid& appId, q
 
 void RecordWriter::deleteDroppedRecords()
 {
-    const auto dropDropped
-        = [this](const char* membersQuery, const char* deleteQuery, const QList<KeptList>& lists) {
-              for (const KeptList& list : lists) {
-                  QList<QUuid> dropped;
-                  Statement members = m_database.prepare(membersQuery);
-                  members.bind(1, list.owner);
-                  while (members.next()) {
-                      if (!list.members.contains(members.uuid(0)))
-                          dropped.append(members.uuid(0));
-                  }
-                  for (const QUuid& id : dropped)
-                      deleteById(m_database, deleteQuery, id);
-              }
-          };
-    // Layouts first: those of dropped apps go with their app anyway.
-    dropDropped(layoutsOfApp, deleteLayoutById, m_layoutLists);
-    dropDropped(appsOfWorkspace, deleteAppById, m_appLists);
+    for (const Dropped& layout : std::as_const(m_droppedLayouts))
+        m_database.cached(deleteDroppedLayout).bind(1, layout.id).bind(2, layout.owner).run();
+    for (const Dropped& app : std::as_const(m_droppedApps))
+        m_database.cached(deleteDroppedApp).bind(1, app.id).bind(2, app.owner).run();
 }
 
 } // namespace Store

@@ -8,13 +8,12 @@
 namespace Store {
 
 class Database;
-class IdentityMap;
 
-// Writes one save inside the caller's transaction: only rows that differ from what the
-// identity map knows to be saved. Throws StoreError; the caller rolls back.
+// Writes one save inside the caller's transaction: only the rows that differ from what the
+// file holds. Throws StoreError; the caller rolls back.
 class RecordWriter {
 public:
-    RecordWriter(Database& database, const IdentityMap& identities);
+    explicit RecordWriter(Database& database);
 
     void deleteWorkspace(const QUuid& id);
     void deleteLayout(const QUuid& id);
@@ -34,16 +33,15 @@ private:
     void writeLayouts(const AppInfo& app);
     void writeLayoutRow(const AppLayout& layout, const QUuid& appId, qint64 position);
 
-    struct KeptList {
-        QUuid owner;
-        QList<QUuid> members;
+    struct Dropped {
+        QUuid id;
+        QUuid owner; // deleted only if it still belongs to this owner
     };
 
     Database& m_database;
-    const IdentityMap& m_identities;
     QList<WorkspacePtr> m_written;
-    QList<KeptList> m_appLists; // workspace -> apps it now holds
-    QList<KeptList> m_layoutLists; // app -> layouts it now holds
+    QList<Dropped> m_droppedApps;
+    QList<Dropped> m_droppedLayouts;
 };
 
 } // namespace Store

@@ -16,7 +16,7 @@ void createRecords(Database& database)
 {
     database.execute(R"sql(
         CREATE TABLE workspace (
-            id TEXT PRIMARY KEY NOT NULL,
+            id BLOB PRIMARY KEY NOT NULL,
             position INTEGER NOT NULL,
             name TEXT NOT NULL,
             updated_at INTEGER,
@@ -27,19 +27,21 @@ void createRecords(Database& database)
         CREATE INDEX workspace_by_name ON workspace (name);
 
         CREATE TABLE app_info (
-            id TEXT PRIMARY KEY NOT NULL,
-            workspace_id TEXT REFERENCES workspace (id) ON DELETE CASCADE,
+            id BLOB PRIMARY KEY NOT NULL,
+            workspace_id BLOB REFERENCES workspace (id) ON DELETE CASCADE,
             position INTEGER NOT NULL,
             name TEXT NOT NULL,
             bundle_identifier TEXT,
             is_running INTEGER NOT NULL,
             path TEXT NOT NULL
         );
-        CREATE INDEX app_info_by_workspace ON app_info (workspace_id, position);
+        -- Covering: a fetch reads apps and layouts from these indexes alone, in list order.
+        CREATE INDEX app_info_by_workspace ON app_info (workspace_id, position, id, name,
+            bundle_identifier, is_running, path);
 
         CREATE TABLE app_layout (
-            id TEXT PRIMARY KEY NOT NULL,
-            app_id TEXT REFERENCES app_info (id) ON DELETE CASCADE,
+            id BLOB PRIMARY KEY NOT NULL,
+            app_id BLOB REFERENCES app_info (id) ON DELETE CASCADE,
             position INTEGER NOT NULL,
             screen_width REAL NOT NULL,
             screen_height REAL NOT NULL,
@@ -48,7 +50,8 @@ void createRecords(Database& database)
             width REAL NOT NULL,
             height REAL NOT NULL
         );
-        CREATE INDEX app_layout_by_app ON app_layout (app_id, position);
+        CREATE INDEX app_layout_by_app ON app_layout (app_id, position, id, screen_width,
+            screen_height, position_x, position_y, width, height);
     )sql");
 }
 
