@@ -154,6 +154,7 @@ Database::Database(DatabaseHandle handle, QString path)
 std::unique_ptr<Database> Database::open(const QString& path)
 {
     sqlite3* raw = nullptr;
+    // NOMUTEX: a connection belongs to one context, which is used on one thread only.
     const int result = sqlite3_open_v2(QFile::encodeName(path).constData(), &raw,
         SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
     DatabaseHandle handle(raw);

@@ -111,6 +111,13 @@ void IdentityMap::forgetAllBut(const QSet<QUuid>& present)
     });
 }
 
+bool hasUnsavedChanges(const Workspace& workspace)
+{
+    return workspace.hasChanges()
+        || std::any_of(workspace.apps().cbegin(), workspace.apps().cend(),
+            [](const AppInfoPtr& app) { return app->hasChanges(); });
+}
+
 void markSaved(AppInfo& app)
 {
     for (const auto& layout : app.layouts())

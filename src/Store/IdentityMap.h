@@ -39,6 +39,8 @@ private:
     QHash<QUuid, WorkspacePtr> m_workspaces;
 };
 
+// The workspace or one of its apps changed since it was last saved or loaded.
+bool hasUnsavedChanges(const Workspace& workspace);
 // Marks the record and everything it owns as saved.
 void markSaved(AppInfo& app);
 void markSaved(Workspace& workspace);

@@ -63,11 +63,8 @@ bool ModelContext::hasChanges() const
     if (!m_inserted.isEmpty() || !m_removed.isEmpty() || !m_removedLayouts.isEmpty())
         return true;
     const auto workspaces = m_identities->workspaces();
-    return std::any_of(workspaces.cbegin(), workspaces.cend(), [](const WorkspacePtr& workspace) {
-        return workspace->hasChanges()
-            || std::any_of(workspace->apps().cbegin(), workspace->apps().cend(),
-                [](const AppInfoPtr& app) { return app->hasChanges(); });
-    });
+    return std::any_of(workspaces.cbegin(), workspaces.cend(),
+        [](const WorkspacePtr& workspace) { return hasUnsavedChanges(*workspace); });
 }
 
 std::optional<QString> ModelContext::save()

@@ -1,6 +1,7 @@
 #include "Store/RecordWriter.h"
 
 #include "Store/Database.h"
+#include "Store/IdentityMap.h"
 #include "Store/RecordReader.h"
 
 #include <algorithm>
@@ -36,13 +37,6 @@ constexpr const char* deleteWorkspaceById = "DELETE FROM workspace WHERE id = ?1
 constexpr const char* deleteLayoutById = "DELETE FROM app_layout WHERE id = ?1";
 constexpr const char* deleteDroppedApp = "DELETE FROM app_info WHERE id = ?1 AND workspace_id = ?2";
 constexpr const char* deleteDroppedLayout = "DELETE FROM app_layout WHERE id = ?1 AND app_id = ?2";
-
-bool hasUnsavedChanges(const Workspace& workspace)
-{
-    return workspace.hasChanges()
-        || std::any_of(workspace.apps().cbegin(), workspace.apps().cend(),
-            [](const AppInfoPtr& app) { return app->hasChanges(); });
-}
 
 // The list as the file holds it now.
 QList<QUuid> storedList(Database& database, const char* sql, const QUuid& owner)
