@@ -98,19 +98,9 @@ void upgrade(Database& database)
     transaction.commit();
 }
 
-} // namespace
-
-int currentVersion()
-{
-    return int(steps.size());
-}
-
-namespace {
-
 void migrateOnce(Database& database)
 {
-    // The first reads: a file that is not a database, or whose schema cannot be read,
-    // fails here.
+    // The first read: a file that is not a database fails here, before anything is written.
     const qint64 version = versionOf(database);
     refuseNewer(version);
     if (version < 0)
@@ -127,6 +117,11 @@ void migrateOnce(Database& database)
 }
 
 } // namespace
+
+int currentVersion()
+{
+    return int(steps.size());
+}
 
 void migrate(Database& database)
 {
