@@ -106,8 +106,11 @@ bool VantorProcess::start(const QStringList& arguments, const QProcessEnvironmen
     return true;
 }
 
-bool VantorProcess::isRunning() const
+bool VantorProcess::isRunning()
 {
+    // Without an event loop, QProcess learns of the end only when asked.
+    if (m_process && m_process->state() != QProcess::NotRunning)
+        m_process->waitForFinished(0);
     return m_process && m_process->state() != QProcess::NotRunning;
 }
 
@@ -277,6 +280,20 @@ WindowId activeWindow()
     const QString text = quietly(
         QStringLiteral("xprop"), {QStringLiteral("-root"), QStringLiteral("_NET_ACTIVE_WINDOW")});
     return parseWindowId(text.section(u'#', 1));
+}
+
+QString title(WindowId window)
+{
+    const QRegularExpression quoted(QStringLiteral("= \"(.*)\"$"));
+    for (const QString& name : {QStringLiteral("_NET_WM_NAME"), QStringLiteral("WM_NAME")}) {
+        const QString text
+            = quietly(QStringLiteral("xprop"), {QStringLiteral("-id"), hex(window), name})
+                  .trimmed();
+        const auto match = quoted.match(text);
+        if (match.hasMatch())
+            return match.captured(1);
+    }
+    return {};
 }
 
 QStringList wmClass(WindowId window)

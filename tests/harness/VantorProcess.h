@@ -52,7 +52,7 @@ public:
     bool start(const QStringList& arguments = {},
         const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
     qint64 pid() const { return m_pid; }
-    bool isRunning() const;
+    bool isRunning();
     std::chrono::steady_clock::time_point startedAt() const { return m_startedAt; }
 
     // Everything the process wrote so far (reads what is waiting first).
@@ -103,6 +103,8 @@ QSize clientSize(WindowId window);
 QString mapState(WindowId window);
 // _NET_ACTIVE_WINDOW on the root; 0 when none.
 WindowId activeWindow();
+// The title: _NET_WM_NAME, else WM_NAME; empty when unset or gone.
+QString title(WindowId window);
 // WM_CLASS instance and class, e.g. {"vantor", "Vantor"}; empty when unset.
 QStringList wmClass(WindowId window);
 // The window's parents, nearest first, up to (without) the root.
