@@ -77,7 +77,7 @@ void keyUpDispatch()
     if (id == 0 || calls != rounds * storedNames / 20)
         std::fprintf(stderr, "shortcuts: dispatch ran %d handlers, expected %d\n", calls,
             rounds * storedNames / 20);
-    report(QStringLiteral("shortcuts.key_up_dispatch_1000_names"), perKeyUp, QStringLiteral("ms"));
+    report(QStringLiteral("key_up_dispatch_1000_names_ms"), perKeyUp, QStringLiteral("ms"));
     removeAllHandlers();
     unregisterAll();
     QFile::remove(Preferences::standard().filePath());
@@ -95,7 +95,7 @@ void registerAndUnregister()
         CarbonKeyboardShortcuts::unregister(shortcut);
     }
     const double perPair = static_cast<double>(timer.nsecsElapsed()) / rounds / 1e6;
-    report(QStringLiteral("shortcuts.register_unregister"), perPair, QStringLiteral("ms"));
+    report(QStringLiteral("register_unregister_shortcut_ms"), perPair, QStringLiteral("ms"));
 }
 
 } // namespace

@@ -14,7 +14,9 @@ namespace Bench {
 
 void report(const QString& name, double value, const QString& unit)
 {
-    std::printf("%s %.3g %s\n", qPrintable(name), value, qPrintable(unit));
+    // Three significant digits, never in exponent form, so runs compare line by line.
+    const int decimals = value >= 100 ? 0 : value >= 10 ? 1 : value >= 1 ? 2 : 3;
+    std::printf("%s %.*f %s\n", qPrintable(name), decimals, value, qPrintable(unit));
     std::fflush(stdout);
 }
 
