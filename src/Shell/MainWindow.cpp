@@ -1,6 +1,7 @@
 #include "Shell/MainWindow.h"
 
 #include "Platform/DesktopIdentity.h"
+#include "Tabs/Components/QmlTypes.h"
 #include "Util/Logging.h"
 
 #include <QQmlApplicationEngine>
@@ -22,13 +23,14 @@ bool MainWindow::isVisible() const
 
 void MainWindow::create()
 {
-    // A small utility's screens need no GPU, and software rendering keeps it light.
-    // It can be chosen only before the first scene exists.
-    static const bool softwareChosen = [] {
+    static const bool prepared = [] {
+        // A small utility's screens need no GPU, and software rendering keeps it light.
+        // It can be chosen only before the first scene exists.
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+        registerViewModelTypes();
         return true;
     }();
-    Q_UNUSED(softwareChosen)
+    Q_UNUSED(prepared)
     m_engine = std::make_unique<QQmlApplicationEngine>();
     m_engine->load(QUrl(QStringLiteral("qrc:/qml/ContentView.qml")));
     const auto roots = m_engine->rootObjects();
