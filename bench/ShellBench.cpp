@@ -17,6 +17,7 @@
 #include <QThread>
 
 #include <xcb/xcb.h>
+#include <xcb/xtest.h>
 
 #include <algorithm>
 #include <chrono>
@@ -120,6 +121,43 @@ public:
             XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH
                 | XCB_CONFIG_WINDOW_HEIGHT,
             values);
+        xcb_flush(m_connection);
+    }
+
+    // The keycode that carries `keysym` in the server's keyboard mapping; 0 when none does.
+    std::uint8_t keycodeOf(xcb_keysym_t keysym) const
+    {
+        const xcb_setup_t* setup = xcb_get_setup(m_connection);
+        const int count = setup->max_keycode - setup->min_keycode + 1;
+        Reply<xcb_get_keyboard_mapping_reply_t> mapping(xcb_get_keyboard_mapping_reply(m_connection,
+            xcb_get_keyboard_mapping(
+                m_connection, setup->min_keycode, static_cast<std::uint8_t>(count)),
+            nullptr));
+        if (!mapping)
+            return 0;
+        const xcb_keysym_t* keysyms = xcb_get_keyboard_mapping_keysyms(mapping.get());
+        const int perKeycode = mapping->keysyms_per_keycode;
+        for (int i = 0; i < count; ++i) {
+            if (keysyms[i * perKeycode] == keysym)
+                return static_cast<std::uint8_t>(setup->min_keycode + i);
+        }
+        return 0;
+    }
+
+    // Releases the keys through XTEST, as `xdotool keyup` does, and returns once the server
+    // has taken the first release (a round trip after the request).
+    void releaseKeys(const QList<std::uint8_t>& keycodes) const
+    {
+        bool first = true;
+        for (const std::uint8_t keycode : keycodes) {
+            xcb_test_fake_input(
+                m_connection, XCB_KEY_RELEASE, keycode, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+            if (first) {
+                std::free(xcb_get_input_focus_reply(
+                    m_connection, xcb_get_input_focus(m_connection), nullptr));
+                first = false;
+            }
+        }
         xcb_flush(m_connection);
     }
 
@@ -442,6 +480,9 @@ private:
         for (int run = 0; run < 3; ++run) {
             if (run > 0 && !m_vantor.terminate())
                 return fail("the tray app did not quit on SIGTERM", m_vantor.describe());
+            // The previous run's icon must be gone, or it would be taken for the new one.
+            if (!pollUntil([this] { return !m_reader.trayIconEmbedded(m_trayHost); }, 10s))
+                return fail("the previous tray icon stayed");
             if (!m_vantor.start())
                 return fail("the tray app did not start");
             if (!pollUntil([this] { return m_reader.trayIconEmbedded(m_trayHost); }, 30s))
@@ -521,21 +562,28 @@ private:
     }
 
     // hotkey_to_last_placement_ms: the workspace's hotkey (Shift+Alt+1) is pressed with
-    // `xdotool keydown` and released with `xdotool keyup`; the clock starts when that keyup
-    // command has returned (the X server then has the release, on which Vantor acts) and stops
-    // when the last of the 30 windows reads back, through the bench's own X connection, at
-    // its app's stored frame. It covers the key event's way to Vantor, the store fetch,
-    // finding the apps' windows, the move requests and the window manager carrying them out.
+    // `xdotool keydown shift+alt+1` and released through XTEST from the bench's own connection
+    // (what `xdotool keyup` does; done here so that the clock starts exactly when the X server
+    // has taken the release of the 1 key, on which Vantor acts, not when a helper process has
+    // exited). The clock stops when the last of the 30 windows reads back, through the bench's
+    // own X connection, at its app's stored frame. It covers the release event's way to Vantor,
+    // the store fetch, finding the apps' windows, the move requests and the window manager
+    // carrying them out.
     void measureHotkey()
     {
+        const std::uint8_t one = m_reader.keycodeOf(0x31); // XK_1
+        const std::uint8_t alt = m_reader.keycodeOf(0xffe9); // XK_Alt_L
+        const std::uint8_t shift = m_reader.keycodeOf(0xffe1); // XK_Shift_L
+        if (!one || !alt || !shift)
+            return fail("no keycodes for Shift, Alt and 1");
         std::vector<double> times;
         for (int run = 0; run < kRuns; ++run) {
             if (!scatter())
                 return fail("the windows could not be moved away");
             xdotool({QStringLiteral("keydown"), QStringLiteral("shift+alt+1")});
-            xdotool({QStringLiteral("keyup"), QStringLiteral("shift+alt+1")});
+            m_reader.releaseKeys({one, alt, shift});
             const auto released = std::chrono::steady_clock::now();
-            if (!pollUntil([this] { return allAtTargets(); }, 20s, 500us))
+            if (!pollUntil([this] { return allAtTargets(); }, 20s, 200us))
                 return fail("the hotkey did not put every window back", m_vantor.describe());
             times.push_back(msSince(released));
         }

@@ -316,6 +316,7 @@ private Q_SLOTS:
         QVERIFY2(second.exitedWith(0), second.describe());
         QVERIFY2(second.standardError().isEmpty(), second.describe());
         QVERIFY2(!second.out().contains(kRegistered), second.describe());
+        QVERIFY2(!second.out().contains(kHotkeyError), second.describe());
         QCOMPARE(mostIcons, 1);
 
         QTRY_VERIFY_WITH_TIMEOUT(shownMainWindow() != 0, 10000);
