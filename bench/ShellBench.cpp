@@ -7,9 +7,7 @@
 #include "VantorProcess.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
-#include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -161,26 +159,23 @@ public:
         xcb_flush(m_connection);
     }
 
-    // A viewable window of WM_CLASS instance "vantor" somewhere inside the tray host's window.
-    bool trayIconEmbedded(WindowId trayHost) const { return containsVantorIcon(trayHost, 0); }
-
-    // The top-level window of WM_CLASS class "trayer".
-    WindowId trayHostWindow() const
+    // The viewable windows of WM_CLASS instance "vantor" inside the tray host's window.
+    QList<WindowId> trayIcons(WindowId trayHost) const
     {
-        Reply<xcb_query_tree_reply_t> tree(
-            xcb_query_tree_reply(m_connection, xcb_query_tree(m_connection, m_root), nullptr));
-        if (!tree)
-            return 0;
-        const xcb_window_t* children = xcb_query_tree_children(tree.get());
-        for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
-            if (findClass(children[i], "trayer", 0))
-                return children[i];
-        }
-        return 0;
+        QList<WindowId> icons;
+        forEachDescendant(trayHost, 0, [&](WindowId window) {
+            if (wmClass(window).value(0) != "vantor")
+                return;
+            Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
+                m_connection, xcb_get_window_attributes(m_connection, window), nullptr));
+            if (attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE)
+                icons.append(window);
+        });
+        return icons;
     }
 
-private:
-    QByteArray wmClass(WindowId window) const
+    // WM_CLASS: instance and class.
+    QList<QByteArray> wmClass(WindowId window) const
     {
         Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(m_connection,
             xcb_get_property(m_connection, 0, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 64),
@@ -188,47 +183,24 @@ private:
         if (!reply)
             return {};
         return QByteArray(static_cast<const char*>(xcb_get_property_value(reply.get())),
-            xcb_get_property_value_length(reply.get()));
+            xcb_get_property_value_length(reply.get()))
+            .split('\0');
     }
 
-    // Whether the window or one of its descendants has `className` as WM_CLASS class.
-    bool findClass(WindowId window, const char* className, int depth) const
-    {
-        const QList<QByteArray> names = wmClass(window).split('\0');
-        if (names.size() >= 2 && names.at(1) == className)
-            return true;
-        if (depth > 3)
-            return false;
-        Reply<xcb_query_tree_reply_t> tree(
-            xcb_query_tree_reply(m_connection, xcb_query_tree(m_connection, window), nullptr));
-        if (!tree)
-            return false;
-        const xcb_window_t* children = xcb_query_tree_children(tree.get());
-        for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
-            if (findClass(children[i], className, depth + 1))
-                return true;
-        }
-        return false;
-    }
-
-    bool containsVantorIcon(WindowId window, int depth) const
+private:
+    void forEachDescendant(
+        WindowId window, int depth, const std::function<void(WindowId)>& visit) const
     {
         Reply<xcb_query_tree_reply_t> tree(
             xcb_query_tree_reply(m_connection, xcb_query_tree(m_connection, window), nullptr));
         if (!tree)
-            return false;
+            return;
         const xcb_window_t* children = xcb_query_tree_children(tree.get());
         for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
-            if (wmClass(children[i]).split('\0').value(0) == "vantor") {
-                Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
-                    m_connection, xcb_get_window_attributes(m_connection, children[i]), nullptr));
-                if (attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE)
-                    return true;
-            }
-            if (depth < 4 && containsVantorIcon(children[i], depth + 1))
-                return true;
+            visit(children[i]);
+            if (depth < 4)
+                forEachDescendant(children[i], depth + 1, visit);
         }
-        return false;
     }
 
     xcb_connection_t* m_connection = nullptr;
@@ -402,8 +374,7 @@ private:
         if (!pollUntil(
                 [this] { return m_desktop.probe().selectionHasOwner("_NET_SYSTEM_TRAY_S0"); }, 10s,
                 10ms)
-            || !pollUntil(
-                [this] { return (m_trayHost = m_reader.trayHostWindow()) != 0; }, 10s, 10ms)) {
+            || !pollUntil([this] { return (m_trayHost = trayHostWindow()) != 0; }, 10s, 10ms)) {
             fail("no tray host");
             return false;
         }
@@ -438,6 +409,24 @@ private:
             return false;
         }
         return readTargets();
+    }
+
+    // Whether the process has its icon in the tray (the X server names the icon's owner).
+    bool hasTrayIcon(qint64 pid) const
+    {
+        const QList<WindowId> icons = m_reader.trayIcons(m_trayHost);
+        return std::any_of(icons.cbegin(), icons.cend(),
+            [&](WindowId icon) { return m_desktop.probe().pidOf(icon) == pid; });
+    }
+
+    // The tray host's window: the managed window of WM_CLASS class "trayer".
+    WindowId trayHostWindow() const
+    {
+        for (const WindowId window : m_desktop.probe().clientWindows()) {
+            if (m_reader.wmClass(window).value(1) == "trayer")
+                return window;
+        }
+        return 0;
     }
 
     // Each app's frame for this screen as Vantor stored it (its first layout of this size).
@@ -481,11 +470,11 @@ private:
             if (run > 0 && !m_vantor.terminate())
                 return fail("the tray app did not quit on SIGTERM", m_vantor.describe());
             // The previous run's icon must be gone, or it would be taken for the new one.
-            if (!pollUntil([this] { return !m_reader.trayIconEmbedded(m_trayHost); }, 10s))
+            if (!pollUntil([this] { return m_reader.trayIcons(m_trayHost).isEmpty(); }, 10s))
                 return fail("the previous tray icon stayed");
             if (!m_vantor.start())
                 return fail("the tray app did not start");
-            if (!pollUntil([this] { return m_reader.trayIconEmbedded(m_trayHost); }, 30s))
+            if (!pollUntil([this] { return hasTrayIcon(m_vantor.pid()); }, 30s))
                 return fail("no tray icon", m_vantor.describe());
             times.push_back(msSince(m_vantor.startedAt()));
         }
