@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Applications.h"
 #include "Platform/Geometry.h"
 #include "Platform/WindowSystem.h"
 
@@ -13,6 +14,20 @@
 // tools (xwininfo, xprop) rather than with Vantor's own code; and ways to disturb windows
 // with tools of their own (xdotool, wmctrl).
 namespace WindowTruth {
+
+// A running application that is known by its process only.
+inline Platform::RunningApplication applicationWithPid(qint64 pid)
+{
+    Platform::RunningApplication application;
+    application.processIdentifier = static_cast<Platform::ProcessId>(pid);
+    return application;
+}
+
+// The x11-apps' option for a window's size and place, e.g. "300x200+40+60".
+inline QStringList geometry(const QString& geometry)
+{
+    return {QStringLiteral("-geometry"), geometry};
+}
 
 inline QString hex(Platform::WindowId window)
 {

@@ -11,22 +11,6 @@
 
 using namespace WindowTruth;
 
-namespace {
-
-Platform::RunningApplication applicationWithPid(qint64 pid)
-{
-    Platform::RunningApplication application;
-    application.processIdentifier = static_cast<Platform::ProcessId>(pid);
-    return application;
-}
-
-QStringList geometry(const QString& geometry)
-{
-    return {QStringLiteral("-geometry"), geometry};
-}
-
-} // namespace
-
 // Capture on a real desktop: openbox manages real apps, and what Vantor reads is compared
 // with what xwininfo and xprop say.
 class X11CaptureTest : public QObject {

@@ -14,18 +14,6 @@ using namespace WindowTruth;
 
 namespace {
 
-Platform::RunningApplication applicationWithPid(qint64 pid)
-{
-    Platform::RunningApplication application;
-    application.processIdentifier = static_cast<Platform::ProcessId>(pid);
-    return application;
-}
-
-QStringList geometry(const QString& geometry)
-{
-    return {QStringLiteral("-geometry"), geometry};
-}
-
 // Top-level widgets of the test process itself: one process with several windows.
 class OwnWindows {
 public:

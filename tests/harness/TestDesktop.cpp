@@ -195,7 +195,7 @@ QByteArray TestDesktop::run(
 }
 
 bool TestDesktop::waitUntil(
-    const std::function<bool()>& condition, std::chrono::milliseconds timeout) const
+    const std::function<bool()>& condition, std::chrono::milliseconds timeout)
 {
     QElapsedTimer timer;
     timer.start();

@@ -49,6 +49,10 @@ public:
 
     // Runs a command to its end on this desktop (xdotool, xwininfo...): stdout, or an
     // empty array with a warning when it fails.
+    // Polls the condition every 10 ms until it holds (true) or the timeout passes (false).
+    static bool waitUntil(
+        const std::function<bool()>& condition, std::chrono::milliseconds timeout);
+
     static QByteArray run(const QString& program, const QStringList& arguments,
         std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
@@ -56,7 +60,6 @@ private:
     bool startXvfb(const Options& options);
     bool startWindowManager();
     bool startTrayHost();
-    bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout) const;
 
     QByteArray m_display;
     std::unique_ptr<QProcess> m_xvfb;

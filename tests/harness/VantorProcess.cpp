@@ -391,18 +391,6 @@ char processState(qint64 pid)
     return close > 0 && close + 2 < line.size() ? line.at(close + 2) : 0;
 }
 
-bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > timeout.count())
-            return false;
-        QThread::msleep(10);
-    }
-    return true;
-}
-
 } // namespace
 
 QList<TestApp> standard()
@@ -485,11 +473,11 @@ void stop(qint64 pid)
         const char state = processState(pid);
         return state == 0 || state == 'Z';
     };
-    if (!waitUntil(gone, std::chrono::seconds(5))) {
+    if (!TestDesktop::waitUntil(gone, std::chrono::seconds(5))) {
         ::kill(static_cast<pid_t>(pid), SIGKILL);
-        waitUntil(gone, std::chrono::seconds(5));
+        TestDesktop::waitUntil(gone, std::chrono::seconds(5));
     }
-    waitUntil(
+    TestDesktop::waitUntil(
         [&desktop, pid] {
             return desktop.probe().clientWindowsOf(static_cast<std::int32_t>(pid)).isEmpty();
         },
