@@ -3,6 +3,7 @@
 // Frames are read through a connection of the bench's own, never through Vantor's code.
 #include "Benchmarks.h"
 
+#include "BenchApps.h"
 #include "TestDesktop.h"
 #include "VantorProcess.h"
 
@@ -14,281 +15,20 @@
 #include <QRect>
 #include <QThread>
 
-#include <xcb/xcb.h>
-#include <xcb/xtest.h>
-
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <functional>
-#include <memory>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 namespace Bench {
 namespace {
 
 using namespace std::chrono_literals;
-using WindowId = std::uint32_t;
 
 constexpr int kApps = 10;
-constexpr int kWindowsPerApp = 3;
 constexpr int kRuns = 5;
 // The idle figure is counted over this many seconds (named in the figure).
 constexpr int kIdleSeconds = 30;
-
-struct FreeDeleter {
-    void operator()(void* p) const { std::free(p); }
-};
-template <typename T> using Reply = std::unique_ptr<T, FreeDeleter>;
-
-xcb_atom_t internAtom(xcb_connection_t* connection, const char* name)
-{
-    Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(connection,
-        xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name),
-        nullptr));
-    return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
-}
-
-// The bench's own look at the X server: outer frames of many windows in one round trip,
-// Vantor's icon inside the tray host, and moving windows away.
-class FrameReader {
-public:
-    explicit FrameReader(const QByteArray& display)
-    {
-        m_connection = xcb_connect(display.constData(), nullptr);
-        if (xcb_connection_has_error(m_connection))
-            return;
-        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
-        m_frameExtents = internAtom(m_connection, "_NET_FRAME_EXTENTS");
-    }
-    ~FrameReader() { xcb_disconnect(m_connection); }
-    FrameReader(const FrameReader&) = delete;
-    FrameReader& operator=(const FrameReader&) = delete;
-
-    // The frame as the user sees it: client origin and size, widened by _NET_FRAME_EXTENTS.
-    QList<QRect> outerFrames(const QList<WindowId>& windows) const
-    {
-        std::vector<xcb_translate_coordinates_cookie_t> origins;
-        std::vector<xcb_get_geometry_cookie_t> sizes;
-        std::vector<xcb_get_property_cookie_t> extents;
-        for (const WindowId window : windows) {
-            origins.push_back(xcb_translate_coordinates(m_connection, window, m_root, 0, 0));
-            sizes.push_back(xcb_get_geometry(m_connection, window));
-            extents.push_back(
-                xcb_get_property(m_connection, 0, window, m_frameExtents, XCB_ATOM_CARDINAL, 0, 4));
-        }
-        QList<QRect> frames;
-        for (size_t i = 0; i < origins.size(); ++i) {
-            Reply<xcb_translate_coordinates_reply_t> origin(
-                xcb_translate_coordinates_reply(m_connection, origins[i], nullptr));
-            Reply<xcb_get_geometry_reply_t> size(
-                xcb_get_geometry_reply(m_connection, sizes[i], nullptr));
-            Reply<xcb_get_property_reply_t> extent(
-                xcb_get_property_reply(m_connection, extents[i], nullptr));
-            if (!origin || !size) {
-                frames.append(QRect());
-                continue;
-            }
-            std::uint32_t e[4] = {0, 0, 0, 0};
-            if (extent && xcb_get_property_value_length(extent.get()) == 16)
-                std::memcpy(e, xcb_get_property_value(extent.get()), sizeof(e));
-            const int left = static_cast<int>(e[0]);
-            const int right = static_cast<int>(e[1]);
-            const int top = static_cast<int>(e[2]);
-            const int bottom = static_cast<int>(e[3]);
-            frames.append(QRect(origin->dst_x - left, origin->dst_y - top,
-                size->width + left + right, size->height + top + bottom));
-        }
-        return frames;
-    }
-
-    // Asks the window manager to put the window elsewhere (a ConfigureRequest of the bench's
-    // own, as any app or pager may send).
-    void moveAway(WindowId window, const QRect& to) const
-    {
-        const std::uint32_t values[]
-            = {static_cast<std::uint32_t>(to.x()), static_cast<std::uint32_t>(to.y()),
-                static_cast<std::uint32_t>(to.width()), static_cast<std::uint32_t>(to.height())};
-        xcb_configure_window(m_connection, window,
-            XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH
-                | XCB_CONFIG_WINDOW_HEIGHT,
-            values);
-        xcb_flush(m_connection);
-    }
-
-    // The keycode that carries `keysym` in the server's keyboard mapping; 0 when none does.
-    std::uint8_t keycodeOf(xcb_keysym_t keysym) const
-    {
-        const xcb_setup_t* setup = xcb_get_setup(m_connection);
-        const int count = setup->max_keycode - setup->min_keycode + 1;
-        Reply<xcb_get_keyboard_mapping_reply_t> mapping(xcb_get_keyboard_mapping_reply(m_connection,
-            xcb_get_keyboard_mapping(
-                m_connection, setup->min_keycode, static_cast<std::uint8_t>(count)),
-            nullptr));
-        if (!mapping)
-            return 0;
-        const xcb_keysym_t* keysyms = xcb_get_keyboard_mapping_keysyms(mapping.get());
-        const int perKeycode = mapping->keysyms_per_keycode;
-        for (int i = 0; i < count; ++i) {
-            if (keysyms[i * perKeycode] == keysym)
-                return static_cast<std::uint8_t>(setup->min_keycode + i);
-        }
-        return 0;
-    }
-
-    // Releases the keys through XTEST, as `xdotool keyup` does, and returns once the server
-    // has taken the first release (a round trip after the request).
-    void releaseKeys(const QList<std::uint8_t>& keycodes) const
-    {
-        bool first = true;
-        for (const std::uint8_t keycode : keycodes) {
-            xcb_test_fake_input(
-                m_connection, XCB_KEY_RELEASE, keycode, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-            if (first) {
-                std::free(xcb_get_input_focus_reply(
-                    m_connection, xcb_get_input_focus(m_connection), nullptr));
-                first = false;
-            }
-        }
-        xcb_flush(m_connection);
-    }
-
-    // The viewable windows of WM_CLASS instance "vantor" inside the tray host's window.
-    QList<WindowId> trayIcons(WindowId trayHost) const
-    {
-        QList<WindowId> icons;
-        forEachDescendant(trayHost, 0, [&](WindowId window) {
-            if (wmClass(window).value(0) != "vantor")
-                return;
-            Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
-                m_connection, xcb_get_window_attributes(m_connection, window), nullptr));
-            if (attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE)
-                icons.append(window);
-        });
-        return icons;
-    }
-
-    // WM_CLASS: instance and class.
-    QList<QByteArray> wmClass(WindowId window) const
-    {
-        Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(m_connection,
-            xcb_get_property(m_connection, 0, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 64),
-            nullptr));
-        if (!reply)
-            return {};
-        return QByteArray(static_cast<const char*>(xcb_get_property_value(reply.get())),
-            xcb_get_property_value_length(reply.get()))
-            .split('\0');
-    }
-
-private:
-    void forEachDescendant(
-        WindowId window, int depth, const std::function<void(WindowId)>& visit) const
-    {
-        Reply<xcb_query_tree_reply_t> tree(
-            xcb_query_tree_reply(m_connection, xcb_query_tree(m_connection, window), nullptr));
-        if (!tree)
-            return;
-        const xcb_window_t* children = xcb_query_tree_children(tree.get());
-        for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
-            visit(children[i]);
-            if (depth < 4)
-                forEachDescendant(children[i], depth + 1, visit);
-        }
-    }
-
-    xcb_connection_t* m_connection = nullptr;
-    xcb_window_t m_root = 0;
-    xcb_atom_t m_frameExtents = XCB_ATOM_NONE;
-};
-
-// An app of three windows: a child process of the bench with an X connection of its own and
-// three top-level windows of WM_CLASS `className`. It lives until it is killed or the bench
-// ends.
-pid_t spawnApp(const QByteArray& display, const QByteArray& className, const QRect& geometry)
-{
-    const QByteArray instance = className.toLower();
-    const QByteArray classProperty = instance + '\0' + className + '\0';
-    const pid_t pid = ::fork();
-    if (pid != 0)
-        return pid;
-    // The child: plain xcb calls only, and _exit.
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    xcb_connection_t* connection = xcb_connect(display.constData(), nullptr);
-    if (xcb_connection_has_error(connection))
-        ::_exit(1);
-    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
-    const xcb_atom_t normalHints = XCB_ATOM_WM_NORMAL_HINTS;
-    for (int i = 0; i < kWindowsPerApp; ++i) {
-        const xcb_window_t window = xcb_generate_id(connection);
-        const std::uint32_t background[] = {screen->white_pixel};
-        xcb_create_window(connection, XCB_COPY_FROM_PARENT, window, screen->root,
-            static_cast<std::int16_t>(geometry.x() + 30 * i),
-            static_cast<std::int16_t>(geometry.y() + 30 * i),
-            static_cast<std::uint16_t>(geometry.width()),
-            static_cast<std::uint16_t>(geometry.height()), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
-            screen->root_visual, XCB_CW_BACK_PIXEL, background);
-        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_CLASS,
-            XCB_ATOM_STRING, 8, static_cast<std::uint32_t>(classProperty.size()),
-            classProperty.constData());
-        const QByteArray title = className + ' ' + QByteArray::number(i + 1);
-        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NAME,
-            XCB_ATOM_STRING, 8, static_cast<std::uint32_t>(title.size()), title.constData());
-        // WM_NORMAL_HINTS: user-specified position and size, so the window opens there.
-        std::uint32_t hints[18] = {};
-        hints[0] = 1 | 2; // USPosition | USSize
-        hints[1] = static_cast<std::uint32_t>(geometry.x() + 30 * i);
-        hints[2] = static_cast<std::uint32_t>(geometry.y() + 30 * i);
-        hints[3] = static_cast<std::uint32_t>(geometry.width());
-        hints[4] = static_cast<std::uint32_t>(geometry.height());
-        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, normalHints,
-            XCB_ATOM_WM_SIZE_HINTS, 32, 18, hints);
-        xcb_map_window(connection, window);
-    }
-    xcb_flush(connection);
-    while (xcb_generic_event_t* event = xcb_wait_for_event(connection))
-        std::free(event);
-    ::_exit(0);
-}
-
-void endApp(pid_t pid)
-{
-    ::kill(pid, SIGTERM);
-    ::waitpid(pid, nullptr, 0);
-}
-
-double median(std::vector<double> values)
-{
-    if (values.empty())
-        return -1;
-    std::sort(values.begin(), values.end());
-    const size_t middle = values.size() / 2;
-    return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
-}
-
-double msSince(std::chrono::steady_clock::time_point start)
-{
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
-        .count();
-}
-
-bool pollUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout,
-    std::chrono::microseconds interval = 1ms)
-{
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        QThread::usleep(static_cast<unsigned long>(interval.count()));
-    }
-    return true;
-}
 
 // A number from /proc/PID/status ("VmRSS:", "voluntary_ctxt_switches:"), summed over every
 // thread when `allThreads`.
@@ -331,22 +71,11 @@ void fail(const char* what, const QByteArray& details = {})
     std::fprintf(stderr, "vantor-bench shell: %s\n%s\n", what, details.constData());
 }
 
-struct BenchApp {
-    pid_t pid = 0;
-    QList<WindowId> windows;
-    QRect target; // the frame Vantor stored for the app on this screen
-};
-
 class ShellBench {
 public:
     explicit ShellBench(TestDesktop& desktop) : m_desktop(desktop), m_reader(desktop.display()) { }
 
-    ~ShellBench()
-    {
-        m_vantor.kill();
-        for (const BenchApp& app : std::as_const(m_apps))
-            endApp(app.pid);
-    }
+    ~ShellBench() { m_vantor.kill(); }
 
     void run()
     {
@@ -391,7 +120,7 @@ private:
             entry.close();
             const QRect geometry(20 + (i % 5) * 380, 60 + (i / 5) * 480, 300, 360);
             BenchApp app;
-            app.pid = spawnApp(m_desktop.display(), className, geometry);
+            app.pid = startThreeWindowApp(m_owners, m_desktop.display(), className, geometry);
             m_apps.append(app);
         }
         for (BenchApp& app : m_apps) {
@@ -602,6 +331,7 @@ private:
     TestDesktop& m_desktop;
     FrameReader m_reader;
     WindowId m_trayHost = 0;
+    WindowOwners m_owners;
     QList<BenchApp> m_apps;
     VantorProcess m_vantor;
 };

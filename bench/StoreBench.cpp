@@ -1,3 +1,4 @@
+#include "BenchSupport.h"
 #include "Benchmarks.h"
 
 #include "FakeDesktop.h"
@@ -9,8 +10,8 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
-#include <algorithm>
 #include <cstdio>
+#include <vector>
 
 namespace Bench {
 namespace {
@@ -34,27 +35,16 @@ WorkspacePtr benchWorkspace(int index)
         QStringLiteral("notes"), apps);
 }
 
-double median(QList<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.at(values.size() / 2);
-}
-
-double elapsedMs(const QElapsedTimer& timer)
-{
-    return double(timer.nsecsElapsed()) / 1e6;
-}
-
 // Every fetch on a new container: a new connection and no records known yet, as at start-up.
 double fetchAllMs(const QString& path)
 {
-    QList<double> runs;
+    std::vector<double> runs;
     for (int run = 0; run < 9; ++run) {
         auto container = ModelContainer::openOrStop(path);
         QElapsedTimer timer;
         timer.start();
         const auto fetched = container->mainContext().fetchWorkspaces();
-        runs.append(elapsedMs(timer));
+        runs.push_back(elapsedMs(timer));
         if (fetched.value.size() != workspaceCount)
             std::fprintf(
                 stderr, "vantor-bench: fetched %d workspaces\n", int(fetched.value.size()));
@@ -70,13 +60,13 @@ double createMs(const QString& path)
     const WindowManager windowManager(windows, applications);
     CacheManager manager(container->mainContext(), windowManager);
     manager.fetchAllWorkspaces(); // the screens have the list loaded
-    QList<double> runs;
+    std::vector<double> runs;
     for (int run = 0; run < 31; ++run) {
         const auto workspace = benchWorkspace(workspaceCount + run);
         QElapsedTimer timer;
         timer.start();
         manager.createWorkspace(workspace);
-        runs.append(elapsedMs(timer));
+        runs.push_back(elapsedMs(timer));
     }
     return median(runs);
 }

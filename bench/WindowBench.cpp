@@ -1,6 +1,7 @@
 // Window capture and placement with 10, 50 and 100 windows of one process (this one), made
 // here with plain xcb so that no app start-up is measured. Placement time runs until every
 // frame reads back at its target; the same placement by an xdotool loop gives the ratio.
+#include "BenchSupport.h"
 #include "Benchmarks.h"
 
 #include "TestDesktop.h"
@@ -12,10 +13,9 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
+#include <chrono>
+#include <cstdio>
 #include <memory>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -24,81 +24,34 @@ namespace {
 
 constexpr int captureRuns = 30;
 constexpr int placementRuns = 15;
-constexpr qint64 settleTimeoutMs = 3000;
-
-struct FreeDeleter {
-    void operator()(void* p) const { std::free(p); }
-};
-template <typename T> using Reply = std::unique_ptr<T, FreeDeleter>;
-
-struct Disconnect {
-    void operator()(xcb_connection_t* c) const { xcb_disconnect(c); }
-};
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.empty() ? 0 : values[values.size() / 2];
-}
+constexpr std::chrono::milliseconds settleTimeout(3000);
 
 // Plain top-level windows of this process, and an independent read of their frames.
 class BenchWindows {
 public:
-    BenchWindows() : m_connection(xcb_connect(nullptr, nullptr))
-    {
-        m_root = xcb_setup_roots_iterator(xcb_get_setup(c())).data->root;
-        m_extentsAtom = internAtom("_NET_FRAME_EXTENTS");
-    }
-
-    bool isConnected() const { return !xcb_connection_has_error(c()); }
-    int count() const { return static_cast<int>(m_windows.size()); }
+    bool isConnected() const { return m_connection.isConnected(); }
 
     void addUpTo(int count)
     {
-        while (static_cast<int>(m_windows.size()) < count) {
-            const xcb_window_t window = xcb_generate_id(c());
-            const auto i = static_cast<std::int16_t>(m_windows.size());
-            xcb_create_window(c(), XCB_COPY_FROM_PARENT, window, m_root,
-                static_cast<std::int16_t>(10 * i), static_cast<std::int16_t>(5 * i), 200, 150, 0,
-                XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
-            static const char wmClass[] = "vantor-bench\0VantorBench";
-            xcb_change_property(c(), XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_CLASS,
-                XCB_ATOM_STRING, 8, sizeof(wmClass), wmClass);
-            xcb_map_window(c(), window);
-            m_windows.push_back(window);
+        while (m_windows.size() < count) {
+            const int i = static_cast<int>(m_windows.size());
+            const xcb_window_t window = m_connection.createWindow(
+                QRect(10 * i, 5 * i, 200, 150), "vantor-bench", "VantorBench");
+            xcb_map_window(m_connection.get(), window);
+            m_windows.append(window);
         }
-        xcb_flush(c());
+        xcb_flush(m_connection.get());
     }
 
-    // Visible frames (client plus decorations) in root coordinates, read in one batch.
+    // Visible frames (client plus decorations) in root coordinates; none when one is gone.
     std::vector<Frame> frames() const
     {
-        std::vector<xcb_get_geometry_cookie_t> geometry;
-        std::vector<xcb_translate_coordinates_cookie_t> origin;
-        std::vector<xcb_get_property_cookie_t> extents;
-        for (xcb_window_t window : m_windows) {
-            geometry.push_back(xcb_get_geometry(c(), window));
-            origin.push_back(xcb_translate_coordinates(c(), window, m_root, 0, 0));
-            extents.push_back(
-                xcb_get_property(c(), 0, window, m_extentsAtom, XCB_ATOM_CARDINAL, 0, 4));
-        }
         std::vector<Frame> frames;
-        for (std::size_t i = 0; i < m_windows.size(); ++i) {
-            const Reply<xcb_get_geometry_reply_t> g(
-                xcb_get_geometry_reply(c(), geometry[i], nullptr));
-            const Reply<xcb_translate_coordinates_reply_t> o(
-                xcb_translate_coordinates_reply(c(), origin[i], nullptr));
-            const Reply<xcb_get_property_reply_t> e(
-                xcb_get_property_reply(c(), extents[i], nullptr));
-            std::uint32_t x[4] = {};
-            if (e && xcb_get_property_value_length(e.get()) == 16)
-                std::memcpy(x, xcb_get_property_value(e.get()), sizeof(x));
-            if (!g || !o)
+        for (const QRect& frame : m_connection.outerFrames(m_windows)) {
+            if (frame.isNull())
                 return {};
-            frames.push_back({static_cast<double>(o->dst_x - static_cast<int>(x[0])),
-                static_cast<double>(o->dst_y - static_cast<int>(x[2])),
-                static_cast<double>(g->width + x[0] + x[1]),
-                static_cast<double>(g->height + x[2] + x[3])});
+            frames.push_back({static_cast<double>(frame.x()), static_cast<double>(frame.y()),
+                static_cast<double>(frame.width()), static_cast<double>(frame.height())});
         }
         return frames;
     }
@@ -111,21 +64,11 @@ public:
         });
     }
 
-    const std::vector<xcb_window_t>& ids() const { return m_windows; }
+    const QList<xcb_window_t>& ids() const { return m_windows; }
 
 private:
-    xcb_connection_t* c() const { return m_connection.get(); }
-    xcb_atom_t internAtom(const char* name) const
-    {
-        const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(c(),
-            xcb_intern_atom(c(), 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr));
-        return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
-    }
-
-    std::unique_ptr<xcb_connection_t, Disconnect> m_connection;
-    xcb_window_t m_root = 0;
-    xcb_atom_t m_extentsAtom = 0;
-    std::vector<xcb_window_t> m_windows;
+    XConnection m_connection;
+    QList<xcb_window_t> m_windows;
 };
 
 class WindowBench {
@@ -166,7 +109,7 @@ private:
             QElapsedTimer timer;
             timer.start();
             const QList<AppLayoutPtr> layouts = m_manager.getAppLayout(m_self);
-            times.push_back(static_cast<double>(timer.nsecsElapsed()) / 1e6);
+            times.push_back(elapsedMs(timer));
             if (layouts.size() != count) {
                 std::fprintf(stderr, "vantor-bench: captured %lld of %d windows\n",
                     static_cast<long long>(layouts.size()), count);
@@ -195,16 +138,15 @@ private:
             QElapsedTimer timer;
             timer.start();
             m_manager.setWindowPosition(m_self.processIdentifier, target.position(), target.size());
-            requests.push_back(static_cast<double>(timer.nsecsElapsed()) / 1e6);
-            while (!m_windows.allAt(target)) {
-                if (timer.elapsed() > settleTimeoutMs) {
-                    std::fprintf(
-                        stderr, "vantor-bench: %d windows did not reach their frame\n", count);
-                    return 0;
-                }
-                std::this_thread::sleep_for(std::chrono::microseconds(200));
+            requests.push_back(elapsedMs(timer));
+            // The timeout counts from before the request, as the figure does.
+            const auto settled = [&] { return m_windows.allAt(target); };
+            if (!pollUntil(settled, settleTimeout - std::chrono::nanoseconds(timer.nsecsElapsed()),
+                    std::chrono::microseconds(200))) {
+                std::fprintf(stderr, "vantor-bench: %d windows did not reach their frame\n", count);
+                return 0;
             }
-            times.push_back(static_cast<double>(timer.nsecsElapsed()) / 1e6);
+            times.push_back(elapsedMs(timer));
         }
         const double result = median(times);
         report(QStringLiteral("place_%1_windows_ms").arg(count), result, QStringLiteral("ms"));
@@ -234,7 +176,7 @@ private:
                 return 0;
             }
         }
-        const double elapsed = static_cast<double>(timer.nsecsElapsed()) / 1e6;
+        const double elapsed = elapsedMs(timer);
         report(QStringLiteral("place_%1_windows_xdotool_ms").arg(count), elapsed,
             QStringLiteral("ms"));
         return elapsed;

@@ -1,0 +1,153 @@
+#include "BenchSupport.h"
+
+#include <QThread>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace Bench {
+
+XConnection::XConnection(const char* display) : m_connection(xcb_connect(display, nullptr))
+{
+    if (!xcb_connection_has_error(get())) {
+        m_screen = xcb_setup_roots_iterator(xcb_get_setup(get())).data;
+        m_frameExtents = atom("_NET_FRAME_EXTENTS");
+    }
+}
+
+xcb_atom_t XConnection::atom(const char* name) const
+{
+    const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(get(),
+        xcb_intern_atom(get(), 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr));
+    return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
+}
+
+void XConnection::roundTrip() const
+{
+    const Reply<xcb_get_input_focus_reply_t> reply(
+        xcb_get_input_focus_reply(get(), xcb_get_input_focus(get()), nullptr));
+}
+
+xcb_window_t XConnection::createWindow(const QRect& geometry, const QByteArray& instance,
+    const QByteArray& className, std::optional<std::uint32_t> background) const
+{
+    const xcb_window_t window = xcb_generate_id(get());
+    const std::uint32_t values[] = {background.value_or(0)};
+    xcb_create_window(get(), XCB_COPY_FROM_PARENT, window, root(),
+        static_cast<std::int16_t>(geometry.x()), static_cast<std::int16_t>(geometry.y()),
+        static_cast<std::uint16_t>(geometry.width()), static_cast<std::uint16_t>(geometry.height()),
+        0, XCB_WINDOW_CLASS_INPUT_OUTPUT, m_screen->root_visual, background ? XCB_CW_BACK_PIXEL : 0,
+        background ? values : nullptr);
+    const QByteArray wmClass = instance + '\0' + className + '\0';
+    xcb_change_property(get(), XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+        static_cast<std::uint32_t>(wmClass.size()), wmClass.constData());
+    return window;
+}
+
+QList<QRect> XConnection::outerFrames(const QList<xcb_window_t>& windows) const
+{
+    if (!isConnected())
+        return QList<QRect>(windows.size());
+    std::vector<xcb_translate_coordinates_cookie_t> origins;
+    std::vector<xcb_get_geometry_cookie_t> sizes;
+    std::vector<xcb_get_property_cookie_t> extents;
+    for (const xcb_window_t window : windows) {
+        origins.push_back(xcb_translate_coordinates(get(), window, root(), 0, 0));
+        sizes.push_back(xcb_get_geometry(get(), window));
+        extents.push_back(
+            xcb_get_property(get(), 0, window, m_frameExtents, XCB_ATOM_CARDINAL, 0, 4));
+    }
+    QList<QRect> frames;
+    for (std::size_t i = 0; i < origins.size(); ++i) {
+        const Reply<xcb_translate_coordinates_reply_t> origin(
+            xcb_translate_coordinates_reply(get(), origins[i], nullptr));
+        const Reply<xcb_get_geometry_reply_t> size(
+            xcb_get_geometry_reply(get(), sizes[i], nullptr));
+        const Reply<xcb_get_property_reply_t> extent(
+            xcb_get_property_reply(get(), extents[i], nullptr));
+        if (!origin || !size) {
+            frames.append(QRect());
+            continue;
+        }
+        std::uint32_t e[4] = {0, 0, 0, 0};
+        if (extent && xcb_get_property_value_length(extent.get()) == 16)
+            std::memcpy(e, xcb_get_property_value(extent.get()), sizeof(e));
+        const int left = static_cast<int>(e[0]);
+        const int right = static_cast<int>(e[1]);
+        const int top = static_cast<int>(e[2]);
+        const int bottom = static_cast<int>(e[3]);
+        frames.append(QRect(origin->dst_x - left, origin->dst_y - top, size->width + left + right,
+            size->height + top + bottom));
+    }
+    return frames;
+}
+
+WindowOwners::~WindowOwners()
+{
+    for (const pid_t pid : std::as_const(m_pids)) {
+        ::kill(pid, SIGKILL);
+        ::waitpid(pid, nullptr, 0);
+    }
+}
+
+pid_t WindowOwners::start(
+    const QByteArray& display, const std::function<void(const XConnection&)>& createWindows)
+{
+    // Nothing buffered may come out of the child as well.
+    std::fflush(stdout);
+    const pid_t pid = ::fork();
+    if (pid > 0)
+        m_pids.append(pid);
+    if (pid != 0)
+        return pid;
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    int status = 1;
+    {
+        const XConnection connection(display.constData());
+        if (connection.isConnected()) {
+            createWindows(connection);
+            xcb_flush(connection.get());
+            while (Reply<xcb_generic_event_t>(xcb_wait_for_event(connection.get()))) { }
+            status = 0;
+        }
+    }
+    ::_exit(status);
+}
+
+double median(std::vector<double> values)
+{
+    if (values.empty())
+        return 0;
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+double elapsedMs(const QElapsedTimer& timer)
+{
+    return static_cast<double>(timer.nsecsElapsed()) / 1e6;
+}
+
+double msSince(std::chrono::steady_clock::time_point start)
+{
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+        .count();
+}
+
+bool pollUntil(const std::function<bool()>& condition, std::chrono::nanoseconds timeout,
+    std::chrono::microseconds interval)
+{
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        QThread::usleep(static_cast<unsigned long>(interval.count()));
+    }
+    return true;
+}
+
+} // namespace Bench

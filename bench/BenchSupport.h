@@ -1,0 +1,85 @@
+// What the benchmarks share: the bench's own X connection and windows, child processes that
+// keep windows on the desktop, timing and waiting.
+#pragma once
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QList>
+#include <QRect>
+
+#include <xcb/xcb.h>
+
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <sys/types.h>
+#include <vector>
+
+namespace Bench {
+
+struct FreeDeleter {
+    void operator()(void* p) const { std::free(p); }
+};
+template <typename T> using Reply = std::unique_ptr<T, FreeDeleter>;
+
+// A connection of the bench's own to the X server, never through Vantor's code.
+class XConnection {
+public:
+    // nullptr: the display named by $DISPLAY.
+    explicit XConnection(const char* display = nullptr);
+
+    bool isConnected() const { return m_screen != nullptr; }
+    xcb_connection_t* get() const { return m_connection.get(); }
+    const xcb_screen_t& screen() const { return *m_screen; }
+    xcb_window_t root() const { return m_screen->root; }
+    xcb_atom_t atom(const char* name) const;
+    // Returns once the server has taken every request sent before.
+    void roundTrip() const;
+
+    // A top-level window with WM_CLASS "instance\0className\0", not mapped yet.
+    xcb_window_t createWindow(const QRect& geometry, const QByteArray& instance,
+        const QByteArray& className, std::optional<std::uint32_t> background = {}) const;
+
+    // The frames as the user sees them: each client's origin and size widened by its
+    // _NET_FRAME_EXTENTS, read in one round trip. A null QRect for a window that is gone.
+    QList<QRect> outerFrames(const QList<xcb_window_t>& windows) const;
+
+private:
+    struct Disconnect {
+        void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
+    };
+    std::unique_ptr<xcb_connection_t, Disconnect> m_connection;
+    const xcb_screen_t* m_screen = nullptr;
+    xcb_atom_t m_frameExtents = XCB_ATOM_NONE;
+};
+
+// Processes that each keep a few windows on the desktop, made by forking so that no helper
+// program is needed. They die with the bench, and are killed when this goes.
+class WindowOwners {
+public:
+    WindowOwners() = default;
+    ~WindowOwners();
+    WindowOwners(const WindowOwners&) = delete;
+    WindowOwners& operator=(const WindowOwners&) = delete;
+
+    // A child that connects to `display`, makes its windows with `createWindows` and keeps
+    // them until it is killed. Its PID, or -1 when it could not be forked.
+    pid_t start(
+        const QByteArray& display, const std::function<void(const XConnection&)>& createWindows);
+
+private:
+    QList<pid_t> m_pids;
+};
+
+// The middle value: of an even count, the upper of the two in the middle; 0 for none.
+double median(std::vector<double> values);
+double elapsedMs(const QElapsedTimer& timer);
+double msSince(std::chrono::steady_clock::time_point start);
+// Checks the condition every `interval` until it holds (true) or the timeout passes (false).
+bool pollUntil(const std::function<bool()>& condition, std::chrono::nanoseconds timeout,
+    std::chrono::microseconds interval = std::chrono::milliseconds(1));
+
+} // namespace Bench
