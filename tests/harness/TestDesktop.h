@@ -47,12 +47,12 @@ public:
     // Starts any helper process on this desktop; it is ended with the desktop.
     QProcess* startProcess(const QString& program, const QStringList& arguments);
 
-    // Runs a command to its end on this desktop (xdotool, xwininfo...): stdout, or an
-    // empty array with a warning when it fails.
     // Polls the condition every 10 ms until it holds (true) or the timeout passes (false).
     static bool waitUntil(
         const std::function<bool()>& condition, std::chrono::milliseconds timeout);
 
+    // Runs a command to its end on this desktop (xdotool, xwininfo...): stdout, or an
+    // empty array with a warning when it fails.
     static QByteArray run(const QString& program, const QStringList& arguments,
         std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
