@@ -27,9 +27,9 @@ cleanup() {
 }
 trap cleanup EXIT
 
-wait_for() { # wait_for DESCRIPTION COMMAND...: up to 10 s
+wait_for() { # wait_for DESCRIPTION COMMAND...: up to 20 s
   local what=$1; shift
-  for _ in $(seq 100); do "$@" >/dev/null 2>&1 && return 0; sleep 0.1; done
+  for _ in $(seq 200); do "$@" >/dev/null 2>&1 && return 0; sleep 0.1; done
   echo "demo: $what did not happen" >&2; exit 1
 }
 start() { "$@" >/dev/null 2>&1 & pids+=($!); }
