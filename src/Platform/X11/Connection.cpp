@@ -47,7 +47,13 @@ Connection::Connection(xcb_connection_t* connection) : m_connection(connection)
 {
 }
 
-Connection::~Connection() = default;
+Connection::~Connection()
+{
+    // The server drops what it has not read yet from a client that leaves, so a process
+    // that exits right after placing windows (`vantor place`) waits for one round trip.
+    if (m_connection && !xcb_connection_has_error(m_connection.get()))
+        sync();
+}
 
 bool Connection::setUp(int screenNumber)
 {

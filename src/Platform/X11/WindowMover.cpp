@@ -178,7 +178,7 @@ void WindowMover::place(const QList<std::uint32_t>& windows, const Frame& target
         else
             configureDirectly(m_connection, windows[i], request, checks);
     }
-    m_connection.sync();
+    m_connection.flush();
 }
 
 } // namespace Platform::X11
