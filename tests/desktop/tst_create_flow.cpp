@@ -9,6 +9,7 @@
 #include "Util/Services.h"
 
 #include "SignalSpies.h"
+#include "StoreFile.h"
 #include "TestMain.h"
 
 #include <QDir>
@@ -196,15 +197,9 @@ class CreateFlowTest : public QObject {
         return desktop().startApp(app.program, {QStringLiteral("-geometry"), app.geometry});
     }
 
-    QList<WorkspacePtr> storedWorkspaces() const
-    {
-        auto container = ModelContainer::open(m_path);
-        if (!container)
-            qFatal("The store did not open again");
-        return container->mainContext().fetchWorkspaces().value;
-    }
+    QList<WorkspacePtr> storedWorkspaces() const { return StoreFile::workspaces(m_path); }
 
-    qint64 rows(const char* sql) const { return Store::Database::open(m_path)->queryInteger(sql); }
+    qint64 rows(const char* sql) const { return StoreFile::count(m_path, sql); }
 
 private Q_SLOTS:
     void initTestCase()

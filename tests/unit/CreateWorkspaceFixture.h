@@ -8,6 +8,7 @@
 
 #include "FakeDesktop.h"
 #include "FakeScheduler.h"
+#include "StoreFile.h"
 
 #include <QDir>
 #include <QFile>
@@ -93,13 +94,7 @@ public:
     }
 
     // What the file holds, read through a fresh container.
-    QList<WorkspacePtr> storedWorkspaces() const
-    {
-        auto fresh = ModelContainer::open(path);
-        if (!fresh)
-            qFatal("The store did not open again");
-        return fresh->mainContext().fetchWorkspaces().value;
-    }
+    QList<WorkspacePtr> storedWorkspaces() const { return StoreFile::workspaces(path); }
 
     static QString applicationsDir()
     {

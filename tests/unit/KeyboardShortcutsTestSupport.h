@@ -18,6 +18,16 @@
 #include <map>
 #include <utility>
 
+// Shortcuts the tests use again and again.
+namespace TestShortcuts {
+inline const KeyboardShortcuts::Shortcut optionShiftOne(KeyboardShortcuts::Key::one,
+    KeyboardShortcuts::ModifierFlag::option | KeyboardShortcuts::ModifierFlag::shift);
+inline const KeyboardShortcuts::Shortcut commandOne(
+    KeyboardShortcuts::Key::one, KeyboardShortcuts::ModifierFlag::command);
+inline const KeyboardShortcuts::Shortcut controlA(
+    KeyboardShortcuts::Key::a, KeyboardShortcuts::ModifierFlag::control);
+} // namespace TestShortcuts
+
 // Stands in for the system's hot-key service in tests of logic: registrations live in a map,
 // combinations "held by another client" are refused, and presses are simulated.
 class FakeHotKeyService final : public KeyboardShortcuts::HotKeyService {

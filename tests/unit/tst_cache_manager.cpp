@@ -5,6 +5,7 @@
 
 #include "ConsoleCapture.h"
 #include "FakeDesktop.h"
+#include "StoreFile.h"
 #include "TestMain.h"
 
 #include <QFileInfo>
@@ -105,13 +106,10 @@ class CacheManagerTest : public QObject {
     QStringList lines() const { return m_console->lines(); }
 
     // What a later process finds in the file.
-    QList<WorkspacePtr> reloaded() const
-    {
-        return ModelContainer::open(m_path)->mainContext().fetchWorkspaces().value;
-    }
+    QList<WorkspacePtr> reloaded() const { return StoreFile::workspaces(m_path); }
 
     void execute(const char* sql) const { Store::Database::open(m_path)->execute(sql); }
-    qint64 count(const char* sql) const { return Store::Database::open(m_path)->queryInteger(sql); }
+    qint64 count(const char* sql) const { return StoreFile::count(m_path, sql); }
 
     void refuse(const char* event)
     {

@@ -12,9 +12,7 @@ using namespace KeyboardShortcuts;
 
 namespace {
 
-const Shortcut optionShiftOne(Key::one, ModifierFlag::option | ModifierFlag::shift);
-const Shortcut commandOne(Key::one, ModifierFlag::command);
-const Shortcut controlA(Key::a, ModifierFlag::control);
+using namespace TestShortcuts;
 
 // Counts the change notifications of one name.
 class ChangeCounter {

@@ -11,9 +11,7 @@ using namespace KeyboardShortcuts;
 
 namespace {
 
-const Shortcut optionShiftOne(Key::one, ModifierFlag::option | ModifierFlag::shift);
-const Shortcut commandOne(Key::one, ModifierFlag::command);
-const Shortcut controlA(Key::a, ModifierFlag::control);
+using namespace TestShortcuts;
 
 struct Calls {
     QList<Shortcut> downs;

@@ -1,6 +1,7 @@
 #include "Store/Database.h"
 #include "Store/ModelContainer.h"
 
+#include "StoreFile.h"
 #include "TestMain.h"
 
 #include <QDir>
@@ -58,15 +59,9 @@ class StoreTest : public QObject {
 
     ModelContext& context() { return m_container->mainContext(); }
 
-    std::unique_ptr<ModelContainer> reopen() const
-    {
-        auto container = ModelContainer::open(m_path);
-        if (!container)
-            qFatal("The store did not open again");
-        return container;
-    }
+    std::unique_ptr<ModelContainer> reopen() const { return StoreFile::reopen(m_path); }
 
-    qint64 count(const char* sql) const { return Store::Database::open(m_path)->queryInteger(sql); }
+    qint64 count(const char* sql) const { return StoreFile::count(m_path, sql); }
 
     void saveOrFail()
     {

@@ -8,6 +8,7 @@
 #include "ConsoleCapture.h"
 #include "FakeDesktop.h"
 #include "SignalSpies.h"
+#include "StoreFile.h"
 #include "TestMain.h"
 
 #include <QDir>
@@ -79,15 +80,9 @@ class WorkspaceViewModelTest : public QObject {
     }
 
     // What the file holds, read through a fresh container.
-    QList<WorkspacePtr> storedWorkspaces() const
-    {
-        auto container = ModelContainer::open(m_path);
-        if (!container)
-            qFatal("The store did not open again");
-        return container->mainContext().fetchWorkspaces().value;
-    }
+    QList<WorkspacePtr> storedWorkspaces() const { return StoreFile::workspaces(m_path); }
 
-    qint64 rows(const char* sql) const { return Store::Database::open(m_path)->queryInteger(sql); }
+    qint64 rows(const char* sql) const { return StoreFile::count(m_path, sql); }
 
     void runningEditor(ScreenSize size = screen)
     {

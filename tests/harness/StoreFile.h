@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Models/Workspace.h"
+#include "Store/Database.h"
+#include "Store/ModelContainer.h"
+
+#include <QList>
+#include <QString>
+
+// What a store file holds, read through connections of its own, as a later process would
+// find it: independent of the contexts under test.
+namespace StoreFile {
+
+inline std::unique_ptr<ModelContainer> reopen(const QString& path)
+{
+    QString error;
+    auto container = ModelContainer::open(path, &error);
+    if (!container)
+        qFatal("The store %s did not open again: %s", qPrintable(path), qPrintable(error));
+    return container;
+}
+
+inline QList<WorkspacePtr> workspaces(const QString& path)
+{
+    return reopen(path)->mainContext().fetchWorkspaces().value;
+}
+
+// The first column of the first row of a query on the file, e.g. a COUNT.
+inline qint64 count(const QString& path, const char* sql)
+{
+    return Store::Database::open(path)->queryInteger(sql);
+}
+
+} // namespace StoreFile
