@@ -111,11 +111,11 @@ void AppDelegate::setupMenus()
     m_menu = std::move(menu);
 }
 
-QAction* AppDelegate::addWorkspaceItem(QMenu& menu, const Workspace& workspace)
+void AppDelegate::addWorkspaceItem(QMenu& menu, const Workspace& workspace)
 {
     const auto shortcut = KeyboardShortcuts::getShortcut(workspaceShortcutName(workspace.id()));
     if (!shortcut)
-        return nullptr;
+        return;
     QAction* item = menu.addAction(workspace.name());
     item->setData(workspace.id());
     // A hint beside the title that works while the menu is open; the global hotkey is
@@ -123,7 +123,6 @@ QAction* AppDelegate::addWorkspaceItem(QMenu& menu, const Workspace& workspace)
     item->setShortcut(menuKeySequence(*shortcut));
     item->setShortcutContext(Qt::WidgetShortcut);
     connect(item, &QAction::triggered, this, [this, item] { activateWorkspaceFromMenu(item); });
-    return item;
 }
 
 void AppDelegate::reloadMenus()

@@ -14,6 +14,7 @@ class QAction;
 class QMenu;
 class QSystemTrayIcon;
 class Services;
+class Workspace;
 
 // The tray app's delegate: starts Vantor in the tray, keeps the tray menu, binds one global
 // shortcut per workspace and activates workspaces by id.
@@ -46,7 +47,7 @@ private:
     void registerShortcutsFromWorkspaces();
     void activateWorkspaceFromMenu(QAction* item);
     void statusBarButtonClicked();
-    QAction* addWorkspaceItem(QMenu& menu, const class Workspace& workspace);
+    void addWorkspaceItem(QMenu& menu, const Workspace& workspace);
 
     Services& m_services;
     MainWindow& m_mainWindow;
