@@ -4,6 +4,7 @@
 #include <QThread>
 #include <QtDebug>
 
+#include <algorithm>
 #include <csignal>
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -159,8 +160,14 @@ qint64 TestDesktop::startApp(const QString& program, const QStringList& argument
 
 bool TestDesktop::waitForWindows(qint64 pid, int count, std::chrono::milliseconds timeout) const
 {
+    // In the client list is not yet on screen: openbox lists a window before it maps its frame.
     return waitUntil(
-        [&] { return m_probe->clientWindowsOf(static_cast<std::int32_t>(pid)).size() >= count; },
+        [&] {
+            const auto windows = m_probe->clientWindowsOf(static_cast<std::int32_t>(pid));
+            return std::count_if(windows.cbegin(), windows.cend(), [this](std::uint32_t window) {
+                return m_probe->isViewable(window);
+            }) >= count;
+        },
         timeout);
 }
 

@@ -35,7 +35,7 @@ public:
     QByteArray display() const { return m_display; }
     XProbe& probe() const { return *m_probe; }
 
-    // Starts an app and waits until `windows` managed windows of its PID exist.
+    // Starts an app and waits until `windows` managed windows of its PID are on screen.
     // Returns the PID, or 0 (with a warning) when it did not show up in time.
     qint64 startApp(const QString& program, const QStringList& arguments = {}, int windows = 1,
         std::chrono::milliseconds timeout = std::chrono::seconds(10));

@@ -120,3 +120,12 @@ QList<std::uint32_t> XProbe::clientWindowsOf(std::int32_t pid) const
     }
     return windows;
 }
+
+bool XProbe::isViewable(std::uint32_t window) const
+{
+    if (!isConnected())
+        return false;
+    Reply<xcb_get_window_attributes_reply_t> reply(xcb_get_window_attributes_reply(
+        d->connection, xcb_get_window_attributes(d->connection, window), nullptr));
+    return reply && reply->map_state == XCB_MAP_STATE_VIEWABLE;
+}

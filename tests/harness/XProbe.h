@@ -23,6 +23,8 @@ public:
     // The PID of the client that created the window, from the X server (XRes).
     std::int32_t pidOf(std::uint32_t window) const;
     QList<std::uint32_t> clientWindowsOf(std::int32_t pid) const;
+    // Mapped with all its ancestors: the window manager has put it on screen.
+    bool isViewable(std::uint32_t window) const;
 
 private:
     struct Private;
