@@ -9,13 +9,13 @@ build_packages=(
   qt6-base-dev qt6-base-dev-tools qt6-declarative-dev libqt6svg6
   libxcb1-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-res0-dev libxcb-randr0-dev
   libxcb-xkb-dev libxcb-xtest0-dev libxkbcommon-dev libxkbcommon-x11-dev
-  libglib2.0-dev libsqlite3-dev
+  libglib2.0-dev libsqlite3-dev libsystemd-dev
   qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts
   qml6-module-qtquick-window qml6-module-qtquick-templates qml6-module-qtqml
   qml6-module-qtqml-workerscript
 )
 desktop_packages=(xvfb openbox trayer xdotool wmctrl x11-apps x11-utils xterm imagemagick)
-test_packages=(x11-xserver-utils time strace x11-xkb-utils xkb-data)
+test_packages=(x11-xserver-utils time strace x11-xkb-utils xkb-data galculator)
 
 wanted=("${build_packages[@]}")
 case "${1:-build}" in

@@ -73,6 +73,37 @@ QJsonObject runningApplication(const Platform::RunningApplication& application)
         {QStringLiteral("windows"), application.windowCount}};
 }
 
+QString stateName(AppOutcome::State state)
+{
+    switch (state) {
+    case AppOutcome::State::Pending:
+        return QStringLiteral("pending");
+    case AppOutcome::State::Skipped:
+        return QStringLiteral("skipped");
+    case AppOutcome::State::AlreadyRunning:
+        return QStringLiteral("alreadyRunning");
+    case AppOutcome::State::Launched:
+        return QStringLiteral("launched");
+    case AppOutcome::State::NotInstalled:
+        return QStringLiteral("notInstalled");
+    case AppOutcome::State::Failed:
+        return QStringLiteral("failed");
+    case AppOutcome::State::TimedOut:
+        return QStringLiteral("timedOut");
+    }
+    return {};
+}
+
+QJsonObject outcome(const AppInfo& app, const AppOutcome& outcome)
+{
+    return {{QStringLiteral("name"), app.name()},
+        {QStringLiteral("bundleIdentifier"), optional(app.bundleIdentifier())},
+        {QStringLiteral("outcome"), stateName(outcome.state)},
+        {QStringLiteral("placed"), outcome.placed},
+        {QStringLiteral("pid"), outcome.pid ? QJsonValue(*outcome.pid) : QJsonValue()},
+        {QStringLiteral("error"), outcome.error.isEmpty() ? QJsonValue() : outcome.error}};
+}
+
 QString text(const QJsonArray& array)
 {
     return QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Indented));

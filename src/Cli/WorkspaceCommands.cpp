@@ -1,35 +1,83 @@
+#include "Cli/ActivationProgress.h"
 #include "Cli/Commands.h"
 #include "Cli/Json.h"
-#include "Cli/LaunchTracker.h"
 #include "Store/ModelContainer.h"
 #include "Util/CacheManager.h"
 #include "Util/DateUtil.h"
 #include "Util/Services.h"
 #include "Util/WorkspaceCapture.h"
 
+#include <QEventLoop>
 #include <QTextStream>
+#include <QTimer>
+
+#include <cmath>
 
 namespace Cli {
 namespace {
 
-constexpr int kLaunchWaitMs = 10000;
-
-// The real desktop, with launches counted so `activate` can wait for them.
+// The real desktop and the store.
 struct Session {
-    LaunchTracker* launches = nullptr;
-    std::unique_ptr<Services> services;
-    std::unique_ptr<CacheManager> manager;
-
-    Session()
-    {
-        auto windowSystem = Platform::createWindowSystem();
-        auto tracker = std::make_unique<LaunchTracker>(Platform::createApplications(*windowSystem));
-        launches = tracker.get();
-        services = std::make_unique<Services>(std::move(windowSystem), std::move(tracker));
-        manager = std::make_unique<CacheManager>(
-            sharedModelContainer().mainContext(), services->windowManager());
-    }
+    std::unique_ptr<Services> services = std::make_unique<Services>();
+    std::unique_ptr<CacheManager> manager = std::make_unique<CacheManager>(
+        sharedModelContainer().mainContext(), services->windowManager());
 };
+
+struct ActivateOptions {
+    QString workspace;
+    bool wait = true;
+    std::optional<std::chrono::milliseconds> timeout;
+};
+
+// NAME|UUID [--timeout SECONDS] [--no-wait]; nothing after printing why not.
+std::optional<ActivateOptions> activateOptions(const QStringList& arguments)
+{
+    ActivateOptions options;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString& argument = arguments.at(i);
+        if (argument == QLatin1String("--no-wait")) {
+            options.wait = false;
+        } else if (argument == QLatin1String("--timeout")) {
+            bool ok = false;
+            const double seconds = arguments.value(++i).toDouble(&ok);
+            if (!ok || !std::isfinite(seconds) || seconds <= 0 || seconds > 86400) {
+                fail(UsageError, QStringLiteral("--timeout takes seconds, e.g. --timeout 2.5"));
+                return std::nullopt;
+            }
+            options.timeout = std::chrono::milliseconds(std::llround(seconds * 1000));
+        } else if (options.workspace.isNull()) {
+            options.workspace = argument;
+        } else {
+            options.workspace.clear();
+            break;
+        }
+    }
+    if (options.workspace.isEmpty()) {
+        fail(UsageError,
+            QStringLiteral("usage: vantor activate NAME|UUID [--timeout SECONDS] [--no-wait]"));
+        return std::nullopt;
+    }
+    return options;
+}
+
+// Runs the event loop until the activation has finished, and then for as long as freshly
+// placed windows are kept on their frames.
+void waitFor(const Activation& activation, std::chrono::milliseconds settleTime)
+{
+    QEventLoop loop;
+    if (!activation.isFinished()) {
+        QObject::connect(&activation, &Activation::finished, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+    const bool launchedAndPlaced = std::any_of(activation.outcomes().cbegin(),
+        activation.outcomes().cend(), [](const AppOutcome& outcome) {
+            return outcome.state == AppOutcome::State::Launched && outcome.placed;
+        });
+    if (launchedAndPlaced && settleTime.count() > 0) {
+        QTimer::singleShot(settleTime, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+}
 
 QString summary(const Workspace& workspace)
 {
@@ -160,18 +208,33 @@ int capture(const Invocation& invocation)
 
 int activate(const Invocation& invocation)
 {
-    if (invocation.arguments.size() != 1)
-        return fail(UsageError, QStringLiteral("usage: vantor activate NAME|UUID"));
+    const std::optional<ActivateOptions> options = activateOptions(invocation.arguments);
+    if (!options)
+        return UsageError;
     Session session;
-    const auto workspace = findWorkspace(session, invocation.arguments.first());
+    const WindowManager& windowManager = session.services->windowManager();
+    if (options->timeout) {
+        LaunchSettings settings = windowManager.launchSettings();
+        settings.timeout = *options->timeout;
+        windowManager.setLaunchSettings(settings);
+    }
+    const auto workspace = findWorkspace(session, options->workspace);
     if (!workspace)
         return UsageError;
-    session.services->windowManager().openApps(workspace->apps());
-    if (!session.launches->waitForLaunches(kLaunchWaitMs))
-        return fail(RuntimeFailure,
-            QStringLiteral("%1 launch(es) did not complete within 10 s")
-                .arg(session.launches->pendingLaunches()));
-    return Success;
+    const auto activation = std::make_shared<Activation>(workspace->apps());
+    {
+        const ActivationProgress progress(*activation, stderr, invocation.json ? stderr : stdout);
+        windowManager.openAppsFor(activation);
+        if (options->wait)
+            waitFor(*activation, windowManager.launchSettings().settleTime);
+    }
+    if (invocation.json) {
+        QJsonArray outcomes;
+        for (qsizetype i = 0; i < activation->apps().size(); ++i)
+            outcomes.append(Json::outcome(*activation->apps().at(i), activation->outcomes().at(i)));
+        output(Json::text(outcomes));
+    }
+    return activation->hasFailures() ? RuntimeFailure : Success;
 }
 
 int update(const Invocation& invocation)
@@ -217,7 +280,8 @@ std::vector<Command> workspaceCommands()
         {"apps", "apps [--json]", "running apps: identity, name, PID, policy, windows", apps},
         {"capture", "capture NAME [APP_ID...]",
             "a new workspace of the running apps (all, or those listed) and their frames", capture},
-        {"activate", "activate NAME|UUID", "launch a workspace's apps and put their windows back",
+        {"activate", "activate NAME|UUID [--timeout S] [--no-wait]",
+            "launch a workspace's apps and put their windows back; waits until each is placed",
             activate},
         {"update", "update NAME [--replace]",
             "add frames for this screen (--replace: only the running apps, captured anew)", update},

@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <QUrl>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -29,6 +30,20 @@ struct RunningApplication {
     int windowCount = 0;
 };
 
+// How a launch ended.
+struct LaunchResult {
+    enum class Outcome {
+        Launched, // the app's first main window is on screen
+        Failed, // the app could not be started, or ended without a window
+        TimedOut, // no main window came within the time limit; the app may still start
+    };
+    Outcome outcome = Outcome::Launched;
+    // Launched: the app as the owner of that window (the process may differ from the one
+    // started: wrappers, forks, single-instance apps handing over to a running process).
+    std::optional<RunningApplication> application;
+    QString error; // Failed: why, in words
+};
+
 // Installed and running applications, and launching them.
 class Applications {
 public:
@@ -40,12 +55,14 @@ public:
     // The installed application (desktop entry path) for a bundle identifier.
     virtual std::optional<QString> applicationPath(const QString& bundleIdentifier) = 0;
 
-    // Launches the application; the completion runs once, later, from the main thread's event
-    // loop, with the new process (none when the desktop started it by other means, e.g. over
-    // D-Bus) or an error description.
-    using LaunchCompletion = std::function<void(
-        std::optional<RunningApplication> application, std::optional<QString> error)>;
-    virtual void launch(const QString& path, LaunchCompletion completion) = 0;
+    // Launches the application. The launch has completed once the app's first main window
+    // (a normal top-level window; not a splash screen or a dialog) is managed and on screen.
+    // The completion runs once, later, from the main thread's event loop: then, or when the
+    // launch failed, or when `timeout` passed first.
+    using LaunchCompletion = std::function<void(const LaunchResult& result)>;
+    virtual void launch(
+        const QString& path, std::chrono::milliseconds timeout, LaunchCompletion completion)
+        = 0;
 
     // Opens a location with the user's preferred handler.
     virtual void open(const QUrl& location) = 0;

@@ -5,7 +5,9 @@
 #include <QList>
 #include <QString>
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -33,6 +35,14 @@ struct WindowInfo {
     // Desktop-file hints the application set on its window; empty when absent.
     QString applicationId;
     QString desktopFile;
+    // The startup-notification ID of the launch that opened the window; empty when absent.
+    QString startupId;
+};
+
+// Reports windows as they come onto the screen, for as long as it exists.
+class WindowWatch {
+public:
+    virtual ~WindowWatch() = default;
 };
 
 // The window system: windows, their owners and frames, monitors, and moving windows.
@@ -56,6 +66,18 @@ public:
     // Moves the window's outer frame to `position`, then makes the frame `size`.
     // A window that has gone is skipped silently.
     virtual void setWindowFrames(const QList<WindowId>& windows, QPointF position, QSizeF size) = 0;
+
+    // Calls `shown` once for every top-level window that the window manager takes on from
+    // now on, as soon as it is mapped and framed; until the watch is dropped. The calls come
+    // from the event loop.
+    using WindowShown = std::function<void(const WindowInfo& window)>;
+    virtual std::unique_ptr<WindowWatch> watchNewWindows(WindowShown shown) = 0;
+
+    // Watches windows that were just placed on `target` for `duration`: one that its own
+    // app moves or resizes away, without the user's hand, is put back once.
+    virtual void holdFrames(
+        const QList<WindowId>& windows, const Frame& target, std::chrono::milliseconds duration)
+        = 0;
 };
 
 // The window system of this session (X11 through xcb); never null. Without a display it

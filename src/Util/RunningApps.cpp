@@ -31,6 +31,15 @@ public:
     {
         m_live.setWindowFrames(windows, position, size);
     }
+    std::unique_ptr<Platform::WindowWatch> watchNewWindows(WindowShown shown) override
+    {
+        return m_live.watchNewWindows(std::move(shown));
+    }
+    void holdFrames(const QList<Platform::WindowId>& windows, const Frame& target,
+        std::chrono::milliseconds duration) override
+    {
+        m_live.holdFrames(windows, target, duration);
+    }
 
 private:
     Platform::WindowSystem& m_live;

@@ -6,6 +6,7 @@ Services::Services()
       m_windowManager(*m_windowSystem, *m_applications),
       m_runningApps(m_windowManager)
 {
+    m_windowManager.setLaunchSettings(LaunchSettings::fromPreferences());
 }
 
 Services::Services(std::unique_ptr<Platform::WindowSystem> windowSystem,

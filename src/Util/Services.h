@@ -11,7 +11,8 @@
 // the tray app or the command line and handed to whoever needs them.
 class Services {
 public:
-    // The real desktop: X11 windows, GIO desktop entries.
+    // The real desktop: X11 windows, GIO desktop entries; launch settings from the
+    // user's preferences.
     Services();
     // Given services, e.g. fakes in tests.
     Services(std::unique_ptr<Platform::WindowSystem> windowSystem,

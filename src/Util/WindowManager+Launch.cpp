@@ -6,9 +6,11 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QMultiHash>
 
 namespace {
 
+using Platform::LaunchResult;
 using Platform::RunningApplication;
 
 std::optional<RunningApplication> findRunning(
@@ -38,53 +40,178 @@ QString windowControlHelpPage()
     return {};
 }
 
+AppOutcome outcomeOf(AppOutcome::State state, bool placed = false,
+    std::optional<Platform::ProcessId> pid = std::nullopt, QString error = {})
+{
+    return AppOutcome{state, placed, pid, std::move(error)};
+}
+
 } // namespace
+
+// A launch whose window has not come yet, and the later activations waiting on it.
+struct WindowManager::PendingLaunch {
+    const Activation* activation = nullptr;
+    QList<std::pair<ActivationPtr, qsizetype>> joiners; // an app of a later activation each
+};
+
+struct WindowManager::Launches {
+    LaunchSettings settings;
+    QMultiHash<QString, std::shared_ptr<PendingLaunch>> byBundleIdentifier;
+};
+
+WindowManager::WindowManager(
+    Platform::WindowSystem& windowSystem, Platform::Applications& applications)
+    : m_windowSystem(windowSystem),
+      m_applications(applications),
+      m_launches(std::make_shared<Launches>())
+{
+}
+
+const LaunchSettings& WindowManager::launchSettings() const
+{
+    return m_launches->settings;
+}
+
+void WindowManager::setLaunchSettings(const LaunchSettings& settings) const
+{
+    m_launches->settings = settings;
+}
 
 void WindowManager::openApp(const AppInfoPtr& app) const
 {
+    openApp(std::make_shared<Activation>(QList<AppInfoPtr>{app}), 0);
+}
+
+ActivationPtr WindowManager::openApps(const QList<AppInfoPtr>& apps) const
+{
+    auto activation = std::make_shared<Activation>(apps);
+    openAppsFor(activation);
+    return activation;
+}
+
+void WindowManager::openAppsFor(const ActivationPtr& activation) const
+{
+    for (qsizetype index = 0; index < activation->apps().size(); ++index)
+        openApp(activation, index);
+}
+
+void WindowManager::openApp(const ActivationPtr& activation, qsizetype index) const
+{
+    const AppInfoPtr& app = activation->apps().at(index);
     const std::optional<QString> bundleIdentifier = app->bundleIdentifier();
-    if (!bundleIdentifier)
+    if (!bundleIdentifier) {
+        activation->setOutcome(index, outcomeOf(AppOutcome::State::Skipped));
         return;
+    }
     const auto running = findRunning(m_applications.runningApplications(), *bundleIdentifier);
     if (running) {
         Console::print(QStringLiteral("App is already running: ")
             + running->localizedName.value_or(QStringLiteral("Unknown")));
-        if (const AppLayoutPtr layout = app->currentLayout(mainScreenSize()))
-            setWindowPosition(running->processIdentifier, layout->position(), layout->size());
+        const bool placed = placeApp(*app, running->processIdentifier);
+        activation->setOutcome(index,
+            outcomeOf(AppOutcome::State::AlreadyRunning, placed, running->processIdentifier));
         return;
     }
+    if (joinsEarlierLaunch(activation, index, *bundleIdentifier))
+        return;
     const std::optional<QString> path = m_applications.applicationPath(*bundleIdentifier);
     if (!path) {
         Console::print(
             QStringLiteral("Failed to find app with bundle identifier: ") + *bundleIdentifier);
+        activation->setOutcome(index, outcomeOf(AppOutcome::State::NotInstalled));
         return;
     }
-    // The completion may outlive this manager, not the desktop services, which live as long
-    // as the process.
-    m_applications.launch(*path,
-        [&windowSystem = m_windowSystem, &applications = m_applications, app,
-            identifier = *bundleIdentifier](
-            std::optional<RunningApplication> launched, std::optional<QString> error) {
-            if (error) {
-                Console::print(QStringLiteral("Failed to launch app with bundle identifier ")
-                    + identifier + QStringLiteral(": ") + *error);
-                return;
-            }
-            Console::print(
-                QStringLiteral("App launched successfully with bundle identifier: ") + identifier);
-            if (!launched)
-                return;
-            const WindowManager manager(windowSystem, applications);
-            if (const AppLayoutPtr layout = app->currentLayout(manager.mainScreenSize()))
-                manager.setWindowPosition(
-                    launched->processIdentifier, layout->position(), layout->size());
+    launch(activation, index, *path, *bundleIdentifier);
+}
+
+bool WindowManager::joinsEarlierLaunch(
+    const ActivationPtr& activation, qsizetype index, const QString& bundleIdentifier) const
+{
+    // Two records of one app in the same activation are two launches, as they would be
+    // without waiting for windows; a later activation waits for the launch under way.
+    for (const auto& pending : m_launches->byBundleIdentifier.values(bundleIdentifier)) {
+        if (pending->activation == activation.get())
+            continue;
+        activation->setLaunching(index);
+        pending->joiners.append({activation, index});
+        return true;
+    }
+    return false;
+}
+
+void WindowManager::launch(const ActivationPtr& activation, qsizetype index, const QString& path,
+    const QString& bundleIdentifier) const
+{
+    activation->setLaunching(index);
+    auto pending = std::make_shared<PendingLaunch>();
+    pending->activation = activation.get();
+    m_launches->byBundleIdentifier.insert(bundleIdentifier, pending);
+    // The completion holds what it needs: it may outlive this manager, not the desktop
+    // services, which live as long as the process.
+    m_applications.launch(path, m_launches->settings.timeout,
+        [manager = *this, activation, index, bundleIdentifier, pending](
+            const LaunchResult& result) {
+            manager.m_launches->byBundleIdentifier.remove(bundleIdentifier, pending);
+            manager.completeLaunch(activation, index, bundleIdentifier, result);
+            for (const auto& [joined, joinedIndex] : std::as_const(pending->joiners))
+                manager.joinLaunch(joined, joinedIndex, result);
         });
 }
 
-void WindowManager::openApps(const QList<AppInfoPtr>& apps) const
+void WindowManager::completeLaunch(const ActivationPtr& activation, qsizetype index,
+    const QString& bundleIdentifier, const LaunchResult& result) const
 {
-    for (const AppInfoPtr& app : apps)
-        openApp(app);
+    switch (result.outcome) {
+    case LaunchResult::Outcome::Failed:
+        Console::print(QStringLiteral("Failed to launch app with bundle identifier ")
+            + bundleIdentifier + QStringLiteral(": ") + result.error);
+        activation->setOutcome(
+            index, outcomeOf(AppOutcome::State::Failed, false, std::nullopt, result.error));
+        return;
+    case LaunchResult::Outcome::TimedOut:
+        Console::print(QStringLiteral("Timed out waiting for a window of ") + bundleIdentifier);
+        activation->setOutcome(index, outcomeOf(AppOutcome::State::TimedOut));
+        return;
+    case LaunchResult::Outcome::Launched:
+        break;
+    }
+    Console::print(
+        QStringLiteral("App launched successfully with bundle identifier: ") + bundleIdentifier);
+    std::optional<Platform::ProcessId> pid;
+    bool placed = false;
+    if (result.application) {
+        pid = result.application->processIdentifier;
+        placed = placeApp(*activation->apps().at(index), *pid, m_launches->settings.settleTime);
+    }
+    activation->setOutcome(index, outcomeOf(AppOutcome::State::Launched, placed, pid));
+}
+
+void WindowManager::joinLaunch(
+    const ActivationPtr& activation, qsizetype index, const LaunchResult& result) const
+{
+    if (result.outcome != LaunchResult::Outcome::Launched || !result.application) {
+        const auto state = result.outcome == LaunchResult::Outcome::TimedOut
+            ? AppOutcome::State::TimedOut
+            : AppOutcome::State::Failed;
+        activation->setOutcome(index, outcomeOf(state, false, std::nullopt, result.error));
+        return;
+    }
+    const RunningApplication& application = *result.application;
+    Console::print(QStringLiteral("App is already running: ")
+        + application.localizedName.value_or(QStringLiteral("Unknown")));
+    const bool placed = placeApp(*activation->apps().at(index), application.processIdentifier,
+        m_launches->settings.settleTime);
+    activation->setOutcome(index,
+        outcomeOf(AppOutcome::State::AlreadyRunning, placed, application.processIdentifier));
+}
+
+bool WindowManager::placeApp(
+    const AppInfo& app, Platform::ProcessId pid, std::chrono::milliseconds holdFor) const
+{
+    const AppLayoutPtr layout = app.currentLayout(mainScreenSize());
+    if (!layout)
+        return false;
+    return place(pid, layout->frame(), holdFor);
 }
 
 bool WindowManager::checkAccessibilityTrust() const

@@ -19,12 +19,6 @@ bool isOnNormalLayer(const Platform::WindowInfo& window)
 
 } // namespace
 
-WindowManager::WindowManager(
-    Platform::WindowSystem& windowSystem, Platform::Applications& applications)
-    : m_windowSystem(windowSystem), m_applications(applications)
-{
-}
-
 ScreenSize WindowManager::mainScreenSize() const
 {
     return m_windowSystem.mainScreenSize();
@@ -50,11 +44,20 @@ QList<AppLayoutPtr> WindowManager::getAppLayout(
 
 void WindowManager::setWindowPosition(Platform::ProcessId pid, QPointF position, QSizeF size) const
 {
+    place(pid, Frame{position.x(), position.y(), size.width(), size.height()}, {});
+}
+
+bool WindowManager::place(
+    Platform::ProcessId pid, const Frame& frame, std::chrono::milliseconds holdFor) const
+{
     const std::optional<QList<Platform::WindowId>> windows
         = m_windowSystem.windowsOfProcess(pid, maxPlacedWindows);
     if (!windows) {
         Console::print(QStringLiteral("Could not retrieve windows for %1.").arg(pid));
-        return;
+        return false;
     }
-    m_windowSystem.setWindowFrames(*windows, position, size);
+    if (holdFor.count() > 0)
+        m_windowSystem.holdFrames(*windows, frame, holdFor);
+    m_windowSystem.setWindowFrames(*windows, frame.position(), frame.size());
+    return true;
 }

@@ -238,8 +238,22 @@ private Q_SLOTS:
         KeyboardShortcuts::handleOnKeyDown(optionShift(Key::one));
         QCOMPARE(activations(1), 0);
         KeyboardShortcuts::handleOnKeyUp(optionShift(Key::one));
+        QCOMPARE(activations(1), 1);
+        // Once that launch has ended (its app never showed a window), a release launches anew.
+        Platform::LaunchResult timedOut;
+        timedOut.outcome = Platform::LaunchResult::Outcome::TimedOut;
+        m_applications->launches.last().completion(timedOut);
         KeyboardShortcuts::handleOnKeyUp(optionShift(Key::one));
         QCOMPARE(activations(1), 2);
+    }
+
+    void aReleaseWhileTheAppIsLaunchingDoesNotLaunchItAgain()
+    {
+        store(1, QStringLiteral("Work"));
+        launch();
+        KeyboardShortcuts::handleOnKeyUp(optionShift(Key::one));
+        KeyboardShortcuts::handleOnKeyUp(optionShift(Key::one));
+        QCOMPARE(activations(1), 1);
     }
 
     void aNewNameKeepsTheHotkey()

@@ -6,6 +6,8 @@
 #include <QList>
 #include <QMap>
 
+#include <map>
+
 // Fakes of the desktop services for unit tests of logic. They record what was asked of
 // them; tests set what they answer.
 
@@ -15,6 +17,12 @@ struct PlacementRequest {
     QSizeF size;
 };
 
+struct HoldRequest {
+    QList<Platform::WindowId> windows;
+    Frame target;
+    std::chrono::milliseconds duration;
+};
+
 class FakeWindowSystem final : public Platform::WindowSystem {
 public:
     bool controlsWindows = true;
@@ -22,6 +30,7 @@ public:
     QList<Platform::WindowInfo> windows; // front to back
     QList<Platform::ProcessId> unreadableProcesses;
     QList<PlacementRequest> placements;
+    QList<HoldRequest> holds;
 
     bool canControlWindows() override { return controlsWindows; }
     ScreenSize mainScreenSize() override { return screen; }
@@ -46,6 +55,41 @@ public:
         placements.append({ids, position, size});
     }
 
+    std::unique_ptr<Platform::WindowWatch> watchNewWindows(WindowShown shown) override
+    {
+        struct Watch final : Platform::WindowWatch {
+            Watch(std::map<int, WindowShown>& watchers, int token)
+                : watchers(watchers), token(token)
+            {
+            }
+            ~Watch() override { watchers.erase(token); }
+            std::map<int, WindowShown>& watchers;
+            int token;
+        };
+        const int token = m_nextWatch++;
+        m_watchers.emplace(token, std::move(shown));
+        return std::make_unique<Watch>(m_watchers, token);
+    }
+
+    int watchCount() const { return static_cast<int>(m_watchers.size()); }
+
+    // A window comes on screen: added to the list and told to every watch.
+    Platform::WindowInfo showWindow(Platform::WindowInfo window)
+    {
+        window.id = static_cast<Platform::WindowId>(windows.size() + 1);
+        windows.append(window);
+        const auto watchers = m_watchers; // a watch may end while it is told
+        for (const auto& [token, shown] : watchers)
+            shown(window);
+        return window;
+    }
+
+    void holdFrames(const QList<Platform::WindowId>& ids, const Frame& target,
+        std::chrono::milliseconds duration) override
+    {
+        holds.append({ids, target, duration});
+    }
+
     // Adds an on-screen normal window and returns it for further changes.
     Platform::WindowInfo& addWindow(Platform::ProcessId pid, Frame frame)
     {
@@ -59,12 +103,17 @@ public:
         windows.append(window);
         return windows.last();
     }
+
+private:
+    std::map<int, WindowShown> m_watchers;
+    int m_nextWatch = 1;
 };
 
 class FakeApplications final : public Platform::Applications {
 public:
     struct Launch {
         QString path;
+        std::chrono::milliseconds timeout;
         LaunchCompletion completion;
     };
 
@@ -82,9 +131,10 @@ public:
         return installed.value(bundleIdentifier);
     }
 
-    void launch(const QString& path, LaunchCompletion completion) override
+    void launch(const QString& path, std::chrono::milliseconds timeout,
+        LaunchCompletion completion) override
     {
-        launches.append({path, std::move(completion)});
+        launches.append({path, timeout, std::move(completion)});
     }
 
     void open(const QUrl& location) override { opened.append(location); }

@@ -6,6 +6,7 @@
 #include "Util/WindowManager.h"
 
 #include <QFileInfo>
+#include <QSignalSpy>
 
 using Platform::ActivationPolicy;
 using Platform::RunningApplication;
@@ -28,13 +29,30 @@ AppInfoPtr record(
         QUuid::createUuid(), QStringLiteral("Editor"), bundleIdentifier, true, editorPath, layouts);
 }
 
-RunningApplication launched(Platform::ProcessId pid)
+Platform::LaunchResult launched(Platform::ProcessId pid)
 {
     RunningApplication application;
     application.processIdentifier = pid;
     application.bundleIdentifier = editorId;
     application.localizedName = QStringLiteral("Editor");
-    return application;
+    Platform::LaunchResult result;
+    result.application = application;
+    return result;
+}
+
+Platform::LaunchResult failed(const QString& error)
+{
+    Platform::LaunchResult result;
+    result.outcome = Platform::LaunchResult::Outcome::Failed;
+    result.error = error;
+    return result;
+}
+
+Platform::LaunchResult timedOut()
+{
+    Platform::LaunchResult result;
+    result.outcome = Platform::LaunchResult::Outcome::TimedOut;
+    return result;
 }
 
 } // namespace
@@ -159,7 +177,7 @@ private Q_SLOTS:
         QCOMPARE(lines(), QStringList());
 
         m_windows.addWindow(42, {0, 0, 10, 10});
-        m_apps.launches.at(0).completion(launched(42), std::nullopt);
+        m_apps.launches.at(0).completion(launched(42));
         QCOMPARE(lines(),
             QStringList{QStringLiteral(
                 "App launched successfully with bundle identifier: org.example.Editor")});
@@ -168,25 +186,129 @@ private Q_SLOTS:
         QCOMPARE(m_windows.placements.at(0).position, QPointF(70, 80));
     }
 
-    void aLaunchedAppWithoutWindowsYetIsNotWaitedFor()
+    void aLaunchedAppIsHeldOnItsFrameForTheSettleTime()
     {
         m_apps.installed.insert(editorId, editorPath);
+        m_manager->setLaunchSettings({std::chrono::milliseconds(2500), std::chrono::milliseconds(700)});
         m_manager->openApp(record(editorId, {layout(1920, 1080, 70, 80)}));
-        m_apps.launches.at(0).completion(launched(42), std::nullopt);
-        QCOMPARE(m_windows.placements.size(), 1);
-        QVERIFY(m_windows.placements.at(0).windows.isEmpty());
-        QCOMPARE(lines().size(), 1);
+        QCOMPARE(m_apps.launches.at(0).timeout, std::chrono::milliseconds(2500));
+        m_windows.addWindow(42, {0, 0, 10, 10});
+        m_apps.launches.at(0).completion(launched(42));
+        QCOMPARE(m_windows.holds.size(), 1);
+        QCOMPARE(m_windows.holds.at(0).windows, QList<Platform::WindowId>{1});
+        QCOMPARE(m_windows.holds.at(0).target, (Frame{70, 80, 640, 480}));
+        QCOMPARE(m_windows.holds.at(0).duration, std::chrono::milliseconds(700));
     }
 
-    void aLaunchWithoutLayoutOrProcessIsOnlyReported()
+    void aSettleTimeOfZeroHoldsNothing()
+    {
+        m_apps.installed.insert(editorId, editorPath);
+        m_manager->setLaunchSettings({std::chrono::milliseconds(2500), std::chrono::milliseconds(0)});
+        m_manager->openApp(record(editorId, {layout(1920, 1080, 70, 80)}));
+        m_windows.addWindow(42, {0, 0, 10, 10});
+        m_apps.launches.at(0).completion(launched(42));
+        QCOMPARE(m_windows.placements.size(), 1);
+        QVERIFY(m_windows.holds.isEmpty());
+    }
+
+    void runningAppsAreNotHeld()
+    {
+        m_apps.addRunning(7, editorId, QStringLiteral("Editor"));
+        m_windows.addWindow(7, {0, 0, 100, 100});
+        m_manager->openApp(record(editorId, {layout(1920, 1080, 30, 40)}));
+        QCOMPARE(m_windows.placements.size(), 1);
+        QVERIFY(m_windows.holds.isEmpty());
+    }
+
+    void aLaunchWithoutLayoutIsOnlyReported()
     {
         m_apps.installed.insert(editorId, editorPath);
         m_manager->openApp(record(editorId, {layout(800, 600, 70, 80)}));
-        m_manager->openApp(record(editorId, {layout(1920, 1080, 70, 80)}));
-        m_apps.launches.at(0).completion(launched(42), std::nullopt);
-        m_apps.launches.at(1).completion(std::nullopt, std::nullopt);
-        QCOMPARE(lines().size(), 2);
+        m_apps.launches.at(0).completion(launched(42));
+        QCOMPARE(lines().size(), 1);
         QVERIFY(m_windows.placements.isEmpty());
+    }
+
+    void aLaunchThatTimesOutIsReportedAndNothingIsPlaced()
+    {
+        m_apps.installed.insert(editorId, editorPath);
+        const ActivationPtr activation
+            = m_manager->openApps({record(editorId, {layout(1920, 1080, 70, 80)})});
+        QVERIFY(!activation->isFinished());
+        m_windows.addWindow(42, {0, 0, 10, 10});
+        m_apps.launches.at(0).completion(timedOut());
+        QCOMPARE(lines(),
+            QStringList{QStringLiteral("Timed out waiting for a window of org.example.Editor")});
+        QVERIFY(m_windows.placements.isEmpty());
+        QVERIFY(activation->isFinished());
+        QVERIFY(activation->hasFailures());
+        QCOMPARE(activation->outcomes().at(0).state, AppOutcome::State::TimedOut);
+    }
+
+    void anActivationTellsEachAppsOutcome()
+    {
+        m_apps.installed.insert(editorId, editorPath);
+        m_apps.addRunning(3, QStringLiteral("org.example.Running"), QStringLiteral("Running"));
+        m_windows.addWindow(3, {0, 0, 10, 10});
+        const QList<AppInfoPtr> apps{record(QStringLiteral("org.example.Running"),
+                                         {layout(1920, 1080, 1, 1)}),
+            record(editorId, {layout(1920, 1080, 70, 80)}), record(std::nullopt)};
+        const auto activation = std::make_shared<Activation>(apps);
+        QSignalSpy finished(activation.get(), &Activation::finished);
+        m_manager->openAppsFor(activation);
+        QVERIFY(!activation->isFinished());
+        QVERIFY(!activation->hasFailures());
+        QCOMPARE(finished.count(), 0);
+        QCOMPARE(activation->outcomes().at(0).state, AppOutcome::State::AlreadyRunning);
+        QVERIFY(activation->outcomes().at(0).placed);
+        QCOMPARE(activation->outcomes().at(1).state, AppOutcome::State::Pending);
+        QCOMPARE(activation->outcomes().at(2).state, AppOutcome::State::Skipped);
+
+        m_windows.addWindow(42, {0, 0, 10, 10});
+        m_apps.launches.at(0).completion(launched(42));
+        QCOMPARE(finished.count(), 1);
+        QVERIFY(activation->isFinished());
+        QVERIFY(!activation->hasFailures());
+        QCOMPARE(activation->outcomes().at(1).state, AppOutcome::State::Launched);
+        QCOMPARE(activation->outcomes().at(1).pid, std::optional<Platform::ProcessId>(42));
+        QVERIFY(activation->outcomes().at(1).placed);
+    }
+
+    void aLaterActivationWaitsForTheLaunchUnderWay()
+    {
+        m_apps.installed.insert(editorId, editorPath);
+        const ActivationPtr first
+            = m_manager->openApps({record(editorId, {layout(1920, 1080, 10, 10)})});
+        const ActivationPtr second
+            = m_manager->openApps({record(editorId, {layout(1920, 1080, 20, 20)})});
+        QCOMPARE(m_apps.launches.size(), 1);
+        QVERIFY(!second->isFinished());
+
+        m_windows.addWindow(42, {0, 0, 10, 10});
+        m_apps.launches.at(0).completion(launched(42));
+        QVERIFY(first->isFinished());
+        QVERIFY(second->isFinished());
+        QCOMPARE(second->outcomes().at(0).state, AppOutcome::State::AlreadyRunning);
+        QCOMPARE(m_windows.placements.size(), 2);
+        QCOMPARE(m_windows.placements.at(1).position, QPointF(20, 20));
+        QCOMPARE(lines(),
+            (QStringList{QStringLiteral(
+                             "App launched successfully with bundle identifier: org.example.Editor"),
+                QStringLiteral("App is already running: Editor")}));
+
+        // Once the launch has completed, a new activation launches again if the app is gone.
+        m_manager->openApps({record(editorId)});
+        QCOMPARE(m_apps.launches.size(), 2);
+    }
+
+    void aLaterActivationSharesATimeOut()
+    {
+        m_apps.installed.insert(editorId, editorPath);
+        const ActivationPtr first = m_manager->openApps({record(editorId)});
+        const ActivationPtr second = m_manager->openApps({record(editorId)});
+        m_apps.launches.at(0).completion(timedOut());
+        QCOMPARE(second->outcomes().at(0).state, AppOutcome::State::TimedOut);
+        QVERIFY(second->hasFailures());
     }
 
     void aFailedLaunchIsReportedWithTheError()
@@ -194,7 +316,7 @@ private Q_SLOTS:
         m_apps.installed.insert(editorId, editorPath);
         m_manager->openApp(record(editorId, {layout(1920, 1080, 70, 80)}));
         m_apps.launches.at(0).completion(
-            std::nullopt, QStringLiteral("Failed to execute child process “x”"));
+            failed(QStringLiteral("Failed to execute child process “x”")));
         QCOMPARE(lines(),
             QStringList{
                 QStringLiteral("Failed to launch app with bundle identifier org.example.Editor: "
@@ -212,8 +334,8 @@ private Q_SLOTS:
         m_windows.addWindow(50, {0, 0, 10, 10});
         m_windows.addWindow(51, {0, 0, 10, 10});
         // Completions may come in any order; each places with its own record's layout.
-        m_apps.launches.at(1).completion(launched(51), std::nullopt);
-        m_apps.launches.at(0).completion(launched(50), std::nullopt);
+        m_apps.launches.at(1).completion(launched(51));
+        m_apps.launches.at(0).completion(launched(50));
         QCOMPARE(m_windows.placements.size(), 2);
         QCOMPARE(m_windows.placements.at(0).windows, QList<Platform::WindowId>{2});
         QCOMPARE(m_windows.placements.at(0).position, QPointF(20, 20));
@@ -242,7 +364,7 @@ private Q_SLOTS:
         m_manager->openApp(record(editorId, {layout(1920, 1080, 70, 80)}));
         m_manager.reset();
         m_windows.addWindow(42, {0, 0, 10, 10});
-        m_apps.launches.at(0).completion(launched(42), std::nullopt);
+        m_apps.launches.at(0).completion(launched(42));
         QCOMPARE(m_windows.placements.size(), 1);
     }
 

@@ -56,6 +56,13 @@ public:
         return std::nullopt;
     }
     void setWindowFrames(const QList<Platform::WindowId>&, QPointF, QSizeF) override { }
+    std::unique_ptr<Platform::WindowWatch> watchNewWindows(WindowShown) override
+    {
+        return nullptr;
+    }
+    void holdFrames(const QList<Platform::WindowId>&, const Frame&, std::chrono::milliseconds) override
+    {
+    }
 
 private:
     FakeWindowSystem& m_windows;

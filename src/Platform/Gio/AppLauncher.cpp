@@ -1,6 +1,5 @@
 #include "Platform/Gio/AppLauncher.h"
 
-#include "Platform/Gio/ExecWatch.h"
 #include "Platform/Gio/GioHandles.h"
 #include "Util/Logging.h"
 
@@ -10,10 +9,52 @@
 #include <gio/gio.h>
 
 #include <atomic>
+#include <fcntl.h>
+#include <syslog.h>
 #include <unistd.h>
+
+#ifdef VANTOR_HAVE_SYSTEMD
+#include <systemd/sd-journal.h>
+#endif
 
 namespace Platform::Gio {
 namespace {
+
+// An open file descriptor, closed when the holder goes.
+class FileDescriptor {
+public:
+    explicit FileDescriptor(int fd = -1) : m_fd(fd) { }
+    ~FileDescriptor()
+    {
+        if (m_fd >= 0)
+            ::close(m_fd);
+    }
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    int get() const { return m_fd; }
+    bool isValid() const { return m_fd >= 0; }
+
+private:
+    int m_fd;
+};
+
+FileDescriptor nullDevice(int flags)
+{
+    return FileDescriptor(::open("/dev/null", flags | O_CLOEXEC));
+}
+
+// Where the app's output goes: a stream into the journal under the app's name, or nowhere.
+FileDescriptor outputStream(const QString& identifier, [[maybe_unused]] int priority)
+{
+#ifdef VANTOR_HAVE_SYSTEMD
+    const int fd = sd_journal_stream_fd(identifier.toUtf8().constData(), priority, 0);
+    if (fd >= 0)
+        return FileDescriptor(fd);
+#else
+    Q_UNUSED(identifier)
+#endif
+    return nullDevice(O_WRONLY);
+}
 
 struct LaunchState {
     QList<GPid> pids;
@@ -24,38 +65,76 @@ void onProcessStarted(GDesktopAppInfo*, GPid pid, gpointer data)
     static_cast<LaunchState*>(data)->pids.append(pid);
 }
 
-// A startup-notification ID for the new process (DESKTOP_STARTUP_ID), so that the window
-// manager can tie the app's first window to this launch. Only for entries that declare
-// StartupNotify=true, as the desktop-entry rules ask.
-QByteArray startupId(GDesktopAppInfo* info)
+QByteArray uniquePart(const char* entryId)
 {
     static std::atomic<unsigned> sequence{0};
-    const char* id = g_app_info_get_id(G_APP_INFO(info));
-    return QByteArrayLiteral("vantor-") + QByteArray::number(::getpid()) + '-'
-        + QByteArray(g_get_host_name()) + '-' + QByteArray(id ? id : "app") + '-'
+    return QByteArray::number(::getpid()) + '-' + QByteArray(entryId ? entryId : "app") + '-'
         + QByteArray::number(++sequence);
 }
 
-GObjectPtr<GAppLaunchContext> launchContextFor(GDesktopAppInfo* info)
+// A startup-notification ID for the new process (DESKTOP_STARTUP_ID), so that the window
+// manager and Vantor can tie the app's first window to this launch. Only for entries that
+// declare StartupNotify=true, as the desktop-entry rules ask.
+QByteArray startupIdFor(const QByteArray& unique)
 {
-    GObjectPtr<GAppLaunchContext> context(g_app_launch_context_new());
-    g_app_launch_context_unsetenv(context.get(), "DESKTOP_STARTUP_ID");
-    if (g_desktop_app_info_get_boolean(info, "StartupNotify"))
-        g_app_launch_context_setenv(
-            context.get(), "DESKTOP_STARTUP_ID", startupId(info).constData());
-    return context;
+    return QByteArrayLiteral("vantor-") + QByteArray(g_get_host_name()) + '-' + unique;
 }
 
-RunningApplication launchedApplication(GDesktopAppInfo* info, GPid pid, const QString& path)
+struct LaunchContext {
+    GObjectPtr<GAppLaunchContext> context;
+    QByteArray startupId;
+    QByteArray launchId;
+};
+
+LaunchContext launchContextFor(GDesktopAppInfo* info)
 {
-    RunningApplication application;
-    application.processIdentifier = pid;
-    application.bundleIdentifier = fromUtf8(g_app_info_get_id(G_APP_INFO(info)));
-    if (application.bundleIdentifier->endsWith(QLatin1String(".desktop")))
-        application.bundleIdentifier->chop(8);
-    application.localizedName = fromUtf8(g_app_info_get_name(G_APP_INFO(info)));
-    application.bundlePath = path;
-    return application;
+    LaunchContext launch;
+    launch.context.reset(g_app_launch_context_new());
+    const QByteArray unique = uniquePart(g_app_info_get_id(G_APP_INFO(info)));
+    launch.launchId = unique;
+    g_app_launch_context_setenv(launch.context.get(), "VANTOR_LAUNCH_ID", unique.constData());
+    g_app_launch_context_unsetenv(launch.context.get(), "DESKTOP_STARTUP_ID");
+    if (g_desktop_app_info_get_boolean(info, "StartupNotify")) {
+        launch.startupId = startupIdFor(unique);
+        g_app_launch_context_setenv(
+            launch.context.get(), "DESKTOP_STARTUP_ID", launch.startupId.constData());
+    }
+    return launch;
+}
+
+StartedProcess startedProcess(GDesktopAppInfo* info, const QString& path)
+{
+    StartedProcess process;
+    process.entryId = fromUtf8(g_app_info_get_id(G_APP_INFO(info)));
+    if (process.entryId.endsWith(QLatin1String(".desktop")))
+        process.entryId.chop(8);
+    process.entryPath = path;
+    process.name = fromUtf8(g_app_info_get_name(G_APP_INFO(info)));
+    process.program = fromUtf8(g_app_info_get_executable(G_APP_INFO(info)));
+    return process;
+}
+
+// Why GIO refuses an entry: mostly a program that is not installed or not executable.
+QString unusableEntryError(const QString& path)
+{
+    const GKeyFilePtr keyFile(g_key_file_new());
+    if (!g_key_file_load_from_file(keyFile.get(), QFile::encodeName(path).constData(),
+            G_KEY_FILE_NONE, nullptr))
+        return QStringLiteral("“%1” is not a usable desktop entry").arg(path);
+    for (const char* key : {"TryExec", "Exec"}) {
+        const GCharPtr value(g_key_file_get_string(keyFile.get(), "Desktop Entry", key, nullptr));
+        gint argc = 0;
+        char** rawArgv = nullptr;
+        if (!value || !g_shell_parse_argv(value.get(), &argc, &rawArgv, nullptr))
+            continue;
+        const GStrvPtr argv(rawArgv);
+        const GCharPtr found(g_find_program_in_path(argv.get()[0]));
+        if (!found)
+            return QStringLiteral("Failed to execute child process “%1” (not found or not "
+                                  "executable)")
+                .arg(fromUtf8(argv.get()[0]));
+    }
+    return QStringLiteral("“%1” is not a usable desktop entry").arg(path);
 }
 
 gboolean runTask(gpointer data)
@@ -80,44 +159,34 @@ void runLater(std::function<void()> task)
     g_source_unref(source);
 }
 
-void launchDesktopEntry(const QString& path, Applications::LaunchCompletion completion)
+std::variant<StartedProcess, QString> startDesktopEntry(const QString& path)
 {
     const GObjectPtr<GDesktopAppInfo> info(
         g_desktop_app_info_new_from_filename(QFile::encodeName(path).constData()));
-    if (!info) {
-        const QString error = QStringLiteral("“%1” is not a usable desktop entry").arg(path);
-        runLater([completion, error] { completion(std::nullopt, error); });
-        return;
-    }
-    const GObjectPtr<GAppLaunchContext> context = launchContextFor(info.get());
+    if (!info)
+        return unusableEntryError(path);
+    StartedProcess process = startedProcess(info.get(), path);
+    const LaunchContext launch = launchContextFor(info.get());
+    const FileDescriptor input = nullDevice(O_RDONLY);
+    const FileDescriptor output = outputStream(process.entryId, LOG_INFO);
+    const FileDescriptor errors = outputStream(process.entryId, LOG_WARNING);
     LaunchState state;
     GError* rawError = nullptr;
-    const bool launched = g_desktop_app_info_launch_uris_as_manager(info.get(), nullptr,
-        context.get(), static_cast<GSpawnFlags>(G_SPAWN_SEARCH_PATH | G_SPAWN_DO_NOT_REAP_CHILD),
-        nullptr, nullptr, &onProcessStarted, &state, &rawError);
+    const bool launched = g_desktop_app_info_launch_uris_as_manager_with_fds(info.get(), nullptr,
+        launch.context.get(),
+        static_cast<GSpawnFlags>(G_SPAWN_SEARCH_PATH | G_SPAWN_DO_NOT_REAP_CHILD), nullptr,
+        nullptr, &onProcessStarted, &state, input.get(), output.get(), errors.get(), &rawError);
     const GErrorPtr error(rawError);
     if (!launched) {
         const QString message = fromUtf8(error ? error->message : "unknown error");
         qCDebug(lcApps) << "Launching" << path << "failed:" << message;
-        runLater([completion, message] { completion(std::nullopt, message); });
-        return;
+        return message;
     }
     qCDebug(lcApps) << "Launched" << path << "as processes" << state.pids;
-    if (state.pids.isEmpty()) { // started over D-Bus
-        runLater([completion] { completion(std::nullopt, std::nullopt); });
-        return;
-    }
-    for (const GPid pid : state.pids.mid(1))
-        reapWhenDone(pid);
-    const RunningApplication application
-        = launchedApplication(info.get(), state.pids.first(), path);
-    watchExec(state.pids.first(), fromUtf8(g_app_info_get_executable(G_APP_INFO(info.get()))),
-        [completion, application](std::optional<QString> error) {
-            if (error)
-                completion(std::nullopt, error);
-            else
-                completion(application, std::nullopt);
-        });
+    process.pid = state.pids.value(0, 0);
+    process.startupId = QString::fromLatin1(launch.startupId);
+    process.launchId = launch.launchId;
+    return process;
 }
 
 } // namespace Platform::Gio

@@ -97,7 +97,8 @@ bool openWithGio(const QUrl& location)
 
 } // namespace
 
-GioApplications::GioApplications(WindowSystem& windowSystem) : m_windowSystem(windowSystem)
+GioApplications::GioApplications(WindowSystem& windowSystem)
+    : m_windowSystem(windowSystem), m_launches(windowSystem, m_index)
 {
 }
 
@@ -119,16 +120,31 @@ QList<RunningApplication> GioApplications::runningApplications()
 
 std::optional<QString> GioApplications::applicationPath(const QString& bundleIdentifier)
 {
+    if (bundleIdentifier.isEmpty())
+        return std::nullopt;
     const QByteArray id = (bundleIdentifier + QStringLiteral(".desktop")).toUtf8();
     const GObjectPtr<GDesktopAppInfo> info(g_desktop_app_info_new(id.constData()));
-    if (!info)
-        return std::nullopt;
-    return fromUtf8(g_desktop_app_info_get_filename(info.get()));
+    if (info)
+        return fromUtf8(g_desktop_app_info_get_filename(info.get()));
+    // GIO passes over an entry whose program is missing; it is installed all the same, and
+    // launching it says what is wrong.
+    const QString path = QStandardPaths::locate(QStandardPaths::GenericDataLocation,
+        QStringLiteral("applications/") + QString::fromUtf8(id));
+    return path.isEmpty() ? std::nullopt : std::optional<QString>(path);
 }
 
-void GioApplications::launch(const QString& path, LaunchCompletion completion)
+void GioApplications::launch(
+    const QString& path, std::chrono::milliseconds timeout, LaunchCompletion completion)
 {
-    launchDesktopEntry(path, std::move(completion));
+    auto started = startDesktopEntry(path);
+    if (const QString* error = std::get_if<QString>(&started)) {
+        LaunchResult failed;
+        failed.outcome = LaunchResult::Outcome::Failed;
+        failed.error = *error;
+        runLater([completion = std::move(completion), failed] { completion(failed); });
+        return;
+    }
+    m_launches.await(std::get<StartedProcess>(started), timeout, std::move(completion));
 }
 
 void GioApplications::open(const QUrl& location)

@@ -2,6 +2,7 @@
 
 #include "Platform/Applications.h"
 #include "Platform/Gio/DesktopEntryIndex.h"
+#include "Platform/Gio/LaunchWatch.h"
 
 namespace Platform::Gio {
 
@@ -13,12 +14,14 @@ public:
 
     QList<RunningApplication> runningApplications() override;
     std::optional<QString> applicationPath(const QString& bundleIdentifier) override;
-    void launch(const QString& path, LaunchCompletion completion) override;
+    void launch(const QString& path, std::chrono::milliseconds timeout,
+        LaunchCompletion completion) override;
     void open(const QUrl& location) override;
 
 private:
     WindowSystem& m_windowSystem;
     DesktopEntryIndex m_index;
+    LaunchWatch m_launches;
 };
 
 } // namespace Platform::Gio

@@ -2,6 +2,7 @@
 
 #include "Platform/Gio/GioHandles.h"
 
+#include <QDir>
 #include <QFile>
 #include <QRegularExpression>
 
@@ -37,23 +38,70 @@ bool isVariableSetting(const QString& argument)
     return equals > 0 && !argument.left(equals).contains(QLatin1Char('/'));
 }
 
-} // namespace
-
-std::optional<quint64> startTime(ProcessId pid)
+// A numeric field of /proc/PID/stat, counted after the command name: "pid (comm) state
+// ppid ...", where comm may hold blanks and parentheses. Field 0 is the state.
+std::optional<quint64> statField(ProcessId pid, int field)
 {
-    // "pid (comm) state ppid ...": comm may hold blanks and parentheses, so count the fields
-    // after the last ')'. The start time is field 22 of the line, the 20th after comm.
     const QByteArray stat = readProcFile(pid, "stat");
     const qsizetype commEnd = stat.lastIndexOf(')');
     if (commEnd < 0)
         return std::nullopt;
     const QList<QByteArray> fields = stat.mid(commEnd + 2).split(' ');
-    constexpr int startTimeField = 19;
-    if (fields.size() <= startTimeField)
+    if (fields.size() <= field)
         return std::nullopt;
     bool ok = false;
-    const quint64 ticks = fields.at(startTimeField).toULongLong(&ok);
-    return ok ? std::optional<quint64>(ticks) : std::nullopt;
+    const quint64 value = fields.at(field).toULongLong(&ok);
+    return ok ? std::optional<quint64>(value) : std::nullopt;
+}
+
+} // namespace
+
+std::optional<quint64> startTime(ProcessId pid)
+{
+    constexpr int startTimeField = 19;
+    return statField(pid, startTimeField);
+}
+
+std::optional<ProcessId> parentOf(ProcessId pid)
+{
+    constexpr int parentField = 1;
+    const std::optional<quint64> parent = statField(pid, parentField);
+    return parent ? std::optional<ProcessId>(static_cast<ProcessId>(*parent)) : std::nullopt;
+}
+
+bool descendsFrom(ProcessId pid, ProcessId ancestor)
+{
+    // The chain is short; the bound only guards against a loop while pids are reused.
+    constexpr int maxDepth = 64;
+    for (int depth = 0; pid > 1 && depth < maxDepth; ++depth) {
+        if (pid == ancestor)
+            return true;
+        pid = parentOf(pid).value_or(0);
+    }
+    return false;
+}
+
+bool hasEnvironment(ProcessId pid, const QByteArray& name, const QByteArray& value)
+{
+    const QByteArray wanted = name + '=' + value;
+    const QByteArray environment = readProcFile(pid, "environ");
+    for (const QByteArray& entry : environment.split('\0')) {
+        if (entry == wanted)
+            return true;
+    }
+    return false;
+}
+
+bool anyProcessHasEnvironment(const QByteArray& name, const QByteArray& value)
+{
+    const QDir proc(QStringLiteral("/proc"));
+    for (const QString& entry : proc.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        bool isProcess = false;
+        const ProcessId pid = entry.toInt(&isProcess);
+        if (isProcess && hasEnvironment(pid, name, value))
+            return true;
+    }
+    return false;
 }
 
 QString flatpakAppId(ProcessId pid)

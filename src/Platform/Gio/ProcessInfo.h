@@ -19,6 +19,14 @@ QString flatpakAppId(ProcessId pid);
 QString snapDesktopId(ProcessId pid);
 // The process's arguments, program first; empty when they cannot be read.
 QStringList commandLine(ProcessId pid);
+// The parent process; nothing when the process has gone.
+std::optional<ProcessId> parentOf(ProcessId pid);
+// Whether `ancestor` is the process itself or one of its parents, grandparents...
+bool descendsFrom(ProcessId pid, ProcessId ancestor);
+// Whether the process's environment holds NAME=VALUE (readable for the user's own processes).
+bool hasEnvironment(ProcessId pid, const QByteArray& name, const QByteArray& value);
+// Whether any running process of the user has NAME=VALUE in its environment.
+bool anyProcessHasEnvironment(const QByteArray& name, const QByteArray& value);
 
 // The same, from what /proc gave: the .flatpak-info key file, and the AppArmor label.
 QString flatpakAppIdFrom(const QByteArray& flatpakInfo);

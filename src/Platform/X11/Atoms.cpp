@@ -46,6 +46,7 @@ constexpr std::array<const char*, static_cast<std::size_t>(Atom::Count)> atomNam
     "_GTK_FRAME_EXTENTS",
     "_GTK_APPLICATION_ID",
     "_KDE_NET_WM_DESKTOP_FILE",
+    "_NET_STARTUP_ID",
     "WM_STATE",
     "UTF8_STRING",
 };

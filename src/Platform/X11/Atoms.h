@@ -45,6 +45,7 @@ enum class Atom : std::size_t {
     GtkFrameExtents,
     GtkApplicationId,
     KdeNetWmDesktopFile,
+    NetStartupId,
     WmState,
     Utf8String,
     Count

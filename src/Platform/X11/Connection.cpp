@@ -109,9 +109,4 @@ void Connection::sync() const
         xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
 }
 
-void Connection::discardQueuedEvents() const
-{
-    while (Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(m_connection.get())}) { }
-}
-
 } // namespace Platform::X11

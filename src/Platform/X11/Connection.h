@@ -41,8 +41,6 @@ public:
     // Flushes and waits until the server has handled every request sent so far, so that
     // nothing is lost when the process exits right after.
     void sync() const;
-    // Drops events and stray errors queued on this connection; Vantor acts on none of them.
-    void discardQueuedEvents() const;
 
 private:
     struct Disconnect {

@@ -133,7 +133,8 @@ struct Preparation {
 
 // Reads every window's decorations and state, and what the window manager supports, in one
 // round trip; leaves maximized and fullscreen states (their decorations then change).
-Preparation prepare(const Connection& connection, const QList<std::uint32_t>& windows)
+Preparation prepare(
+    const Connection& connection, EventHub& events, const QList<std::uint32_t>& windows)
 {
     PropertyRequest supportedRequest(connection, connection.root(), Atom::NetSupported, 1024);
     std::vector<StateRequest> requests;
@@ -152,7 +153,7 @@ Preparation prepare(const Connection& connection, const QList<std::uint32_t>& wi
             toLeave.append(*state);
     }
     if (!toLeave.isEmpty()) {
-        leaveMaximizedAndFullscreen(connection, toLeave, stateChangeTimeout);
+        leaveMaximizedAndFullscreen(connection, events, toLeave, stateChangeTimeout);
         preparation.decorations = readDecorations(connection, windows);
     }
     return preparation;
@@ -164,7 +165,7 @@ void WindowMover::place(const QList<std::uint32_t>& windows, const Frame& target
 {
     if (windows.isEmpty())
         return;
-    const Preparation preparation = prepare(m_connection, windows);
+    const Preparation preparation = prepare(m_connection, m_events, windows);
     qCDebug(lcWindows) << "Placing" << windows.size() << "windows on" << target.x << target.y
                        << target.width << target.height
                        << (preparation.windowManagerMoves ? "through the window manager"

@@ -28,7 +28,8 @@ struct WindowRequests {
           wmClass(c, window, std::uint32_t{XCB_ATOM_WM_CLASS}, 64),
           wmState(c, window, Atom::WmState, 1),
           applicationId(c, window, Atom::GtkApplicationId, 64),
-          desktopFile(c, window, Atom::KdeNetWmDesktopFile, 64)
+          desktopFile(c, window, Atom::KdeNetWmDesktopFile, 64),
+          startupId(c, window, Atom::NetStartupId, 64)
     {
     }
     PendingReply attributes;
@@ -41,6 +42,7 @@ struct WindowRequests {
     PropertyRequest wmState;
     PropertyRequest applicationId;
     PropertyRequest desktopFile;
+    PropertyRequest startupId;
 };
 
 struct WindowType {
@@ -95,6 +97,7 @@ public:
         const auto wmState = firstValue32(requests.wmState.take().get());
         const QStringList applicationId = texts(requests.applicationId.take().get());
         const QStringList desktopFile = texts(requests.desktopFile.take().get());
+        const QStringList startupId = texts(requests.startupId.take().get());
         if (!attributes || !frame)
             return std::nullopt;
 
@@ -116,6 +119,7 @@ public:
         info.wmClass = wmClass.value(1);
         info.applicationId = applicationId.value(0);
         info.desktopFile = desktopFile.value(0);
+        info.startupId = startupId.value(0);
         return info;
     }
 

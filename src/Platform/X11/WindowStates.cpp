@@ -2,6 +2,7 @@
 
 #include "Platform/X11/ClientMessage.h"
 #include "Platform/X11/Connection.h"
+#include "Platform/X11/EventHub.h"
 #include "Platform/X11/PendingReply.h"
 #include "Util/Logging.h"
 
@@ -23,19 +24,6 @@ struct Size {
     int width = 0;
     int height = 0;
 };
-
-// Selects (or with 0, deselects) events of the windows on Vantor's connection. A window
-// that is gone by now makes an error, which is discarded with the request.
-void selectEvents(
-    const Connection& connection, const QList<StateToLeave>& windows, std::uint32_t mask)
-{
-    std::vector<PendingReply> requests;
-    for (const StateToLeave& state : windows)
-        requests.emplace_back(connection.get(),
-            xcb_change_window_attributes_checked(
-                connection.get(), state.window, XCB_CW_EVENT_MASK, &mask)
-                .sequence);
-}
 
 void requestNormalState(const Connection& connection, const StateToLeave& state)
 {
@@ -71,14 +59,15 @@ void takeEvent(const xcb_generic_event_t& event, QHash<std::uint32_t, Size>& wai
     }
 }
 
-void waitForRestoredSizes(const Connection& connection, QHash<std::uint32_t, Size>& waiting,
-    std::chrono::milliseconds timeout)
+void waitForRestoredSizes(const Connection& connection, EventHub& events,
+    QHash<std::uint32_t, Size>& waiting, std::chrono::milliseconds timeout)
 {
     QElapsedTimer timer;
     timer.start();
     while (!waiting.isEmpty() && connection.isAlive()) {
-        if (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection.get())}) {
+        if (Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection.get())}) {
             takeEvent(*event, waiting);
+            events.defer(std::move(event));
             continue;
         }
         const qint64 left = timeout.count() - timer.elapsed();
@@ -93,25 +82,26 @@ void waitForRestoredSizes(const Connection& connection, QHash<std::uint32_t, Siz
 
 } // namespace
 
-void leaveMaximizedAndFullscreen(const Connection& connection, const QList<StateToLeave>& windows,
-    std::chrono::milliseconds timeout)
+void leaveMaximizedAndFullscreen(const Connection& connection, EventHub& events,
+    const QList<StateToLeave>& windows, std::chrono::milliseconds timeout)
 {
     if (windows.isEmpty())
         return;
     QHash<std::uint32_t, Size> waiting;
     for (const StateToLeave& state : windows)
         waiting.insert(state.window, {state.width, state.height});
-    selectEvents(connection, windows, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+    for (const StateToLeave& state : windows)
+        events.select(state.window, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
     for (const StateToLeave& state : windows)
         requestNormalState(connection, state);
     connection.flush();
     QElapsedTimer timer;
     timer.start();
-    waitForRestoredSizes(connection, waiting, timeout);
+    waitForRestoredSizes(connection, events, waiting, timeout);
     qCDebug(lcWindows) << "Left the maximized or fullscreen state of" << windows.size()
                        << "windows in" << timer.elapsed() << "ms";
-    selectEvents(connection, windows, 0);
-    connection.discardQueuedEvents();
+    for (const StateToLeave& state : windows)
+        events.deselect(state.window, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
 }
 
 } // namespace Platform::X11

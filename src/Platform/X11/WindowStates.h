@@ -8,6 +8,7 @@
 namespace Platform::X11 {
 
 class Connection;
+class EventHub;
 
 // A window to bring out of the maximized or fullscreen state, and its client size now.
 struct StateToLeave {
@@ -22,7 +23,8 @@ struct StateToLeave {
 // (most window managers ignore moves of such windows) and waits, boundedly, until each
 // window has left its maximized size. _NET_WM_STATE alone does not tell: openbox announces
 // the new state before it restores the old frame.
-void leaveMaximizedAndFullscreen(const Connection& connection, const QList<StateToLeave>& windows,
-    std::chrono::milliseconds timeout);
+// Events read meanwhile are passed on to `events`.
+void leaveMaximizedAndFullscreen(const Connection& connection, EventHub& events,
+    const QList<StateToLeave>& windows, std::chrono::milliseconds timeout);
 
 } // namespace Platform::X11

@@ -1,7 +1,10 @@
 #include "Platform/X11/X11WindowSystem.h"
 
 #include "Platform/X11/Connection.h"
+#include "Platform/X11/EventHub.h"
+#include "Platform/X11/FrameHolder.h"
 #include "Platform/X11/MainScreen.h"
+#include "Platform/X11/NewWindows.h"
 #include "Platform/X11/ProcessIds.h"
 #include "Platform/X11/Properties.h"
 #include "Platform/X11/WindowMover.h"
@@ -53,15 +56,32 @@ bool processExists(ProcessId pid)
     return !isZombie(pid);
 }
 
+// Without a display nothing ever comes on screen.
+class NoWatch final : public WindowWatch { };
+
 X11WindowSystem::X11WindowSystem() : m_connection(Connection::open())
 {
+    if (!m_connection)
+        return;
+    m_events = std::make_unique<EventHub>(*m_connection);
+    m_newWindows = std::make_unique<NewWindows>(*m_connection, *m_events);
+    m_frameHolder = std::make_unique<FrameHolder>(*m_connection, *m_events);
 }
 
-X11WindowSystem::~X11WindowSystem() = default;
-
-const Connection* X11WindowSystem::liveConnection() const
+X11WindowSystem::~X11WindowSystem()
 {
-    return m_connection && m_connection->isAlive() ? m_connection.get() : nullptr;
+    m_frameHolder.reset();
+    m_newWindows.reset();
+    m_events.reset();
+}
+
+const Connection* X11WindowSystem::liveConnection()
+{
+    if (!m_connection || !m_connection->isAlive())
+        return nullptr;
+    // Replies to this call may take events off the socket; they are handed out after it.
+    m_events->dispatchSoon();
+    return m_connection.get();
 }
 
 bool X11WindowSystem::canControlWindows()
@@ -123,7 +143,24 @@ void X11WindowSystem::setWindowFrames(const QList<WindowId>& windows, QPointF po
     if (!connection)
         return;
     const Frame target{position.x(), position.y(), size.width(), size.height()};
-    WindowMover(*connection).place(toX11(windows), target);
+    WindowMover(*connection, *m_events).place(toX11(windows), target);
+}
+
+std::unique_ptr<WindowWatch> X11WindowSystem::watchNewWindows(WindowShown shown)
+{
+    const std::lock_guard lock(m_mutex);
+    if (!liveConnection())
+        return std::make_unique<NoWatch>();
+    return m_newWindows->watch(std::move(shown));
+}
+
+void X11WindowSystem::holdFrames(
+    const QList<WindowId>& windows, const Frame& target, std::chrono::milliseconds duration)
+{
+    const std::lock_guard lock(m_mutex);
+    if (!liveConnection())
+        return;
+    m_frameHolder->hold(toX11(windows), target, duration);
 }
 
 } // namespace X11

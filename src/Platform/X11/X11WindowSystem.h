@@ -8,6 +8,9 @@
 namespace Platform::X11 {
 
 class Connection;
+class EventHub;
+class FrameHolder;
+class NewWindows;
 
 // The window system of an X11 session with an EWMH window manager, over a connection of
 // Vantor's own (so it works without a Qt GUI). Without a display every answer is empty.
@@ -21,13 +24,19 @@ public:
     QList<WindowInfo> managedWindows() override;
     std::optional<QList<WindowId>> windowsOfProcess(ProcessId pid, int limit) override;
     void setWindowFrames(const QList<WindowId>& windows, QPointF position, QSizeF size) override;
+    std::unique_ptr<WindowWatch> watchNewWindows(WindowShown shown) override;
+    void holdFrames(const QList<WindowId>& windows, const Frame& target,
+        std::chrono::milliseconds duration) override;
 
 private:
-    const Connection* liveConnection() const;
+    const Connection* liveConnection();
 
     std::unique_ptr<Connection> m_connection;
-    // Launch completions may place windows from another thread.
-    std::mutex m_mutex;
+    std::unique_ptr<EventHub> m_events;
+    std::unique_ptr<NewWindows> m_newWindows;
+    std::unique_ptr<FrameHolder> m_frameHolder;
+    // Placement may also be asked for from another thread.
+    std::recursive_mutex m_mutex;
 };
 
 // Whether a process with this id runs now. kill(pid, 0) asks the kernel without touching
