@@ -7,6 +7,7 @@
 #include "Util/Logging.h"
 
 #include <QDesktopServices>
+#include <QFile>
 #include <QGuiApplication>
 #include <QStandardPaths>
 
@@ -126,11 +127,18 @@ std::optional<QString> GioApplications::applicationPath(const QString& bundleIde
     const GObjectPtr<GDesktopAppInfo> info(g_desktop_app_info_new(id.constData()));
     if (info)
         return fromUtf8(g_desktop_app_info_get_filename(info.get()));
-    // GIO passes over an entry whose program is missing; it is installed all the same, and
-    // launching it says what is wrong.
+    // GIO passes over an entry whose program is missing; it is installed all the same (unless
+    // it says it was deleted), and launching it says what is wrong.
     const QString path = QStandardPaths::locate(QStandardPaths::GenericDataLocation,
         QStringLiteral("applications/") + QString::fromUtf8(id));
-    return path.isEmpty() ? std::nullopt : std::optional<QString>(path);
+    if (path.isEmpty())
+        return std::nullopt;
+    const GKeyFilePtr entry(g_key_file_new());
+    if (!g_key_file_load_from_file(entry.get(), QFile::encodeName(path).constData(),
+            G_KEY_FILE_NONE, nullptr)
+        || g_key_file_get_boolean(entry.get(), "Desktop Entry", "Hidden", nullptr))
+        return std::nullopt;
+    return path;
 }
 
 void GioApplications::launch(
