@@ -90,9 +90,12 @@ int placeWindows(const Invocation& invocation)
     const auto windowSystem = Platform::createWindowSystem();
     if (!windowSystem->canControlWindows())
         return fail(RuntimeFailure, noWindowSystem);
+    if (!windowSystem->windowsOfProcess(pid, 1))
+        return fail(RuntimeFailure, QStringLiteral("Could not retrieve windows for %1.").arg(pid));
     const auto applications = Platform::createApplications(*windowSystem);
     const WindowManager windowManager(*windowSystem, *applications);
     windowManager.setWindowPosition(pid, {numbers[0], numbers[1]}, {numbers[2], numbers[3]});
+    windowSystem->finishPlacements();
     return Success;
 }
 

@@ -66,6 +66,9 @@ public:
     // Moves the window's outer frame to `position`, then makes the frame `size`.
     // A window that has gone is skipped silently.
     virtual void setWindowFrames(const QList<WindowId>& windows, QPointF position, QSizeF size) = 0;
+    // Some windows are placed later, e.g. after leaving the maximized state: a process about
+    // to exit waits here (running the event loop) until they are.
+    virtual void finishPlacements() = 0;
 
     // Calls `shown` once for every top-level window that the window manager takes on from
     // now on, as soon as it is mapped and framed; until the watch is dropped. The calls come

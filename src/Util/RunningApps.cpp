@@ -31,6 +31,7 @@ public:
     {
         m_live.setWindowFrames(windows, position, size);
     }
+    void finishPlacements() override { m_live.finishPlacements(); }
     std::unique_ptr<Platform::WindowWatch> watchNewWindows(WindowShown shown) override
     {
         return m_live.watchNewWindows(std::move(shown));

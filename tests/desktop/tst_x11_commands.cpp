@@ -136,9 +136,9 @@ private Q_SLOTS:
             = vantor({QStringLiteral("place"), QString::number(pid), QStringLiteral("0"),
                 QStringLiteral("0"), QStringLiteral("100"), QStringLiteral("100")});
 
-        QCOMPARE(outcome.exitCode, 0);
-        QCOMPARE(outcome.out, QStringLiteral("Could not retrieve windows for %1.\n").arg(pid));
-        QCOMPARE(outcome.err, QString());
+        QCOMPARE(outcome.exitCode, 1);
+        QCOMPARE(outcome.out, QString());
+        QCOMPARE(outcome.err, QStringLiteral("vantor: Could not retrieve windows for %1.\n").arg(pid));
     }
 
     void malformedArgumentsAreUsageErrors_data()

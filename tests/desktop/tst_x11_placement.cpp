@@ -172,6 +172,9 @@ private Q_SLOTS:
         const Frame target{700, 300, 420, 310};
 
         place(pid, target);
+        // Nothing waits for the window manager: the window is placed from the event loop
+        // once it has left the maximized state.
+        QVERIFY(frameOf(window) != target);
 
         QTRY_COMPARE(frameOf(window), target);
         QVERIFY(

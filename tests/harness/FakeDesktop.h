@@ -55,6 +55,8 @@ public:
         placements.append({ids, position, size});
     }
 
+    void finishPlacements() override { }
+
     std::unique_ptr<Platform::WindowWatch> watchNewWindows(WindowShown shown) override
     {
         struct Watch final : Platform::WindowWatch {

@@ -56,6 +56,7 @@ public:
         return std::nullopt;
     }
     void setWindowFrames(const QList<Platform::WindowId>&, QPointF, QSizeF) override { }
+    void finishPlacements() override { }
     std::unique_ptr<Platform::WindowWatch> watchNewWindows(WindowShown) override
     {
         return nullptr;

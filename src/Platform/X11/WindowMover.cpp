@@ -10,6 +10,7 @@
 
 #include <xcb/xcb.h>
 
+#include <algorithm>
 #include <optional>
 #include <vector>
 
@@ -113,28 +114,15 @@ void configureDirectly(const Connection& connection, std::uint32_t window,
             .sequence);
 }
 
-std::vector<Decorations> readDecorations(
-    const Connection& connection, const QList<std::uint32_t>& windows)
-{
-    std::vector<DecorationRequest> requests;
-    requests.reserve(static_cast<std::size_t>(windows.size()));
-    for (std::uint32_t window : windows)
-        requests.emplace_back(connection, window);
-    std::vector<Decorations> decorations;
-    for (DecorationRequest& request : requests)
-        decorations.push_back(request.take());
-    return decorations;
-}
-
 struct Preparation {
     std::vector<Decorations> decorations;
+    QList<StateToLeave> toLeave;
     bool windowManagerMoves = false;
 };
 
 // Reads every window's decorations and state, and what the window manager supports, in one
-// round trip; leaves maximized and fullscreen states (their decorations then change).
-Preparation prepare(
-    const Connection& connection, EventHub& events, const QList<std::uint32_t>& windows)
+// round trip.
+Preparation prepare(const Connection& connection, const QList<std::uint32_t>& windows)
 {
     PropertyRequest supportedRequest(connection, connection.root(), Atom::NetSupported, 1024);
     std::vector<StateRequest> requests;
@@ -145,18 +133,19 @@ Preparation prepare(
 
     Preparation preparation;
     preparation.windowManagerMoves = supported.contains(connection.atom(Atom::NetMoveResizeWindow));
-    QList<StateToLeave> toLeave;
     for (qsizetype i = 0; i < windows.size(); ++i) {
         StateRequest& request = requests[static_cast<std::size_t>(i)];
         preparation.decorations.push_back(request.decorations.take());
         if (const auto state = stateToLeave(connection, windows[i], request))
-            toLeave.append(*state);
-    }
-    if (!toLeave.isEmpty()) {
-        leaveMaximizedAndFullscreen(connection, events, toLeave, stateChangeTimeout);
-        preparation.decorations = readDecorations(connection, windows);
+            preparation.toLeave.append(*state);
     }
     return preparation;
+}
+
+bool isLeaving(const QList<StateToLeave>& toLeave, std::uint32_t window)
+{
+    return std::any_of(toLeave.cbegin(), toLeave.cend(),
+        [window](const StateToLeave& state) { return state.window == window; });
 }
 
 } // namespace
@@ -165,13 +154,15 @@ void WindowMover::place(const QList<std::uint32_t>& windows, const Frame& target
 {
     if (windows.isEmpty())
         return;
-    const Preparation preparation = prepare(m_connection, m_events, windows);
+    const Preparation preparation = prepare(m_connection, windows);
     qCDebug(lcWindows) << "Placing" << windows.size() << "windows on" << target.x << target.y
                        << target.width << target.height
                        << (preparation.windowManagerMoves ? "through the window manager"
                                                           : "directly");
     std::vector<PendingReply> checks;
     for (qsizetype i = 0; i < windows.size(); ++i) {
+        if (isLeaving(preparation.toLeave, windows[i]))
+            continue;
         const Decorations& around = preparation.decorations[static_cast<std::size_t>(i)];
         const MoveResize request = moveResizeFor(target, around.frame, around.shadows);
         if (preparation.windowManagerMoves)
@@ -180,6 +171,11 @@ void WindowMover::place(const QList<std::uint32_t>& windows, const Frame& target
             configureDirectly(m_connection, windows[i], request, checks);
     }
     m_connection.flush();
+    // Their decorations change with the state: they are read anew when the window is placed.
+    m_stateExit.leave(preparation.toLeave, stateChangeTimeout,
+        [&connection = m_connection, &stateExit = m_stateExit, target](std::uint32_t window) {
+            WindowMover(connection, stateExit).place({window}, target);
+        });
 }
 
 } // namespace Platform::X11

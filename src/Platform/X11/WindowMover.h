@@ -9,15 +9,16 @@
 namespace Platform::X11 {
 
 class Connection;
-class EventHub;
+class StateExit;
 
 // Moves windows so that their visible frame becomes a target frame: for each window the
 // position first, then the size, as two requests to the window manager. Everything is
-// computed from one batch of reads and sent at once.
+// computed from one batch of reads and sent at once; a maximized or fullscreen window is
+// first taken out of that state and placed when the window manager has restored it.
 class WindowMover {
 public:
-    WindowMover(const Connection& connection, EventHub& events)
-        : m_connection(connection), m_events(events)
+    WindowMover(const Connection& connection, StateExit& stateExit)
+        : m_connection(connection), m_stateExit(stateExit)
     {
     }
 
@@ -25,7 +26,7 @@ public:
 
 private:
     const Connection& m_connection;
-    EventHub& m_events;
+    StateExit& m_stateExit;
 };
 
 } // namespace Platform::X11

@@ -2,28 +2,16 @@
 
 #include "Platform/X11/ClientMessage.h"
 #include "Platform/X11/Connection.h"
-#include "Platform/X11/EventHub.h"
-#include "Platform/X11/PendingReply.h"
 #include "Util/Logging.h"
 
-#include <xcb/xcb.h>
-
-#include <QElapsedTimer>
-#include <QHash>
-
-#include <poll.h>
-#include <vector>
+#include <QTimer>
 
 namespace Platform::X11 {
 namespace {
 
 constexpr std::uint32_t removeState = 0;
 constexpr std::uint32_t fromPager = 2;
-
-struct Size {
-    int width = 0;
-    int height = 0;
-};
+constexpr std::uint32_t watchedEvents = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
 
 void requestNormalState(const Connection& connection, const StateToLeave& state)
 {
@@ -37,71 +25,75 @@ void requestNormalState(const Connection& connection, const StateToLeave& state)
             {removeState, connection.atom(Atom::NetWmStateFullscreen), 0, fromPager, 0});
 }
 
-// Forgets a window once it was resized away from its maximized size, or went away.
-void takeEvent(const xcb_generic_event_t& event, QHash<std::uint32_t, Size>& waiting)
+} // namespace
+
+StateExit::StateExit(const Connection& connection, EventHub& events)
+    : m_connection(connection), m_events(events)
+{
+}
+
+StateExit::~StateExit()
+{
+    for (auto it = m_waiting.cbegin(); it != m_waiting.cend(); ++it)
+        m_events.deselect(it.key(), watchedEvents);
+    if (m_subscription)
+        m_events.unsubscribe(m_subscription);
+}
+
+void StateExit::leave(const QList<StateToLeave>& windows, std::chrono::milliseconds bound, Left left)
+{
+    if (windows.isEmpty())
+        return;
+    if (!m_subscription)
+        m_subscription
+            = m_events.subscribe([this](const xcb_generic_event_t& event) { handle(event); });
+    const quint64 generation = m_nextGeneration++;
+    for (const StateToLeave& state : windows) {
+        if (!m_waiting.contains(state.window))
+            m_events.select(state.window, watchedEvents);
+        m_waiting.insert(state.window, {state.width, state.height, left, generation});
+        requestNormalState(m_connection, state);
+        QTimer::singleShot(bound, &m_context, [this, window = state.window, generation] {
+            qCDebug(lcWindows) << "Window" << window << "kept its maximized size";
+            finish(window, generation);
+        });
+    }
+    m_connection.flush();
+}
+
+void StateExit::handle(const xcb_generic_event_t& event)
 {
     switch (event.response_type & 0x7F) {
     case XCB_CONFIGURE_NOTIFY: {
         const auto& notify = reinterpret_cast<const xcb_configure_notify_event_t&>(event);
-        const auto it = waiting.constFind(notify.window);
-        if (it != waiting.constEnd() && (notify.width != it->width || notify.height != it->height))
-            waiting.remove(notify.window);
+        const auto found = m_waiting.constFind(notify.window);
+        if (found != m_waiting.cend()
+            && (notify.width != found->width || notify.height != found->height))
+            finish(notify.window, found->generation);
         break;
     }
-    case XCB_DESTROY_NOTIFY:
-        waiting.remove(reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window);
+    case XCB_DESTROY_NOTIFY: {
+        const auto window = reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window;
+        if (const auto found = m_waiting.constFind(window); found != m_waiting.cend())
+            finish(window, found->generation);
         break;
-    case XCB_UNMAP_NOTIFY:
-        waiting.remove(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window);
-        break;
+    }
     default:
         break;
     }
 }
 
-void waitForRestoredSizes(const Connection& connection, EventHub& events,
-    QHash<std::uint32_t, Size>& waiting, std::chrono::milliseconds timeout)
+void StateExit::finish(std::uint32_t window, quint64 generation)
 {
-    QElapsedTimer timer;
-    timer.start();
-    while (!waiting.isEmpty() && connection.isAlive()) {
-        if (Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection.get())}) {
-            takeEvent(*event, waiting);
-            events.defer(std::move(event));
-            continue;
-        }
-        const qint64 left = timeout.count() - timer.elapsed();
-        if (left <= 0) {
-            qCDebug(lcWindows) << waiting.size() << "windows kept their maximized size";
-            return;
-        }
-        pollfd descriptor{xcb_get_file_descriptor(connection.get()), POLLIN, 0};
-        ::poll(&descriptor, 1, static_cast<int>(left));
-    }
-}
-
-} // namespace
-
-void leaveMaximizedAndFullscreen(const Connection& connection, EventHub& events,
-    const QList<StateToLeave>& windows, std::chrono::milliseconds timeout)
-{
-    if (windows.isEmpty())
+    const auto found = m_waiting.find(window);
+    if (found == m_waiting.end() || found->generation != generation)
         return;
-    QHash<std::uint32_t, Size> waiting;
-    for (const StateToLeave& state : windows)
-        waiting.insert(state.window, {state.width, state.height});
-    for (const StateToLeave& state : windows)
-        events.select(state.window, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
-    for (const StateToLeave& state : windows)
-        requestNormalState(connection, state);
-    connection.flush();
-    QElapsedTimer timer;
-    timer.start();
-    waitForRestoredSizes(connection, events, waiting, timeout);
-    qCDebug(lcWindows) << "Left the maximized or fullscreen state of" << windows.size()
-                       << "windows in" << timer.elapsed() << "ms";
-    for (const StateToLeave& state : windows)
-        events.deselect(state.window, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+    const Left left = std::move(found->left);
+    m_waiting.erase(found);
+    m_events.deselect(window, watchedEvents);
+    left(window);
+    if (m_waiting.isEmpty() && m_idle)
+        std::exchange(m_idle, {})();
 }
 
 } // namespace Platform::X11

@@ -9,7 +9,9 @@
 #include "Platform/X11/Properties.h"
 #include "Platform/X11/WindowMover.h"
 #include "Platform/X11/WindowReader.h"
+#include "Platform/X11/WindowStates.h"
 
+#include <QEventLoop>
 #include <QFile>
 
 #include <algorithm>
@@ -64,14 +66,16 @@ X11WindowSystem::X11WindowSystem() : m_connection(Connection::open())
     if (!m_connection)
         return;
     m_events = std::make_unique<EventHub>(*m_connection);
+    m_stateExit = std::make_unique<StateExit>(*m_connection, *m_events);
     m_newWindows = std::make_unique<NewWindows>(*m_connection, *m_events);
-    m_frameHolder = std::make_unique<FrameHolder>(*m_connection, *m_events);
+    m_frameHolder = std::make_unique<FrameHolder>(*m_connection, *m_events, *m_stateExit);
 }
 
 X11WindowSystem::~X11WindowSystem()
 {
     m_frameHolder.reset();
     m_newWindows.reset();
+    m_stateExit.reset();
     m_events.reset();
 }
 
@@ -143,7 +147,16 @@ void X11WindowSystem::setWindowFrames(const QList<WindowId>& windows, QPointF po
     if (!connection)
         return;
     const Frame target{position.x(), position.y(), size.width(), size.height()};
-    WindowMover(*connection, *m_events).place(toX11(windows), target);
+    WindowMover(*connection, *m_stateExit).place(toX11(windows), target);
+}
+
+void X11WindowSystem::finishPlacements()
+{
+    if (!m_stateExit || !m_stateExit->isBusy())
+        return;
+    QEventLoop loop;
+    m_stateExit->whenIdle([&loop] { loop.quit(); });
+    loop.exec();
 }
 
 std::unique_ptr<WindowWatch> X11WindowSystem::watchNewWindows(WindowShown shown)

@@ -11,6 +11,7 @@ class Connection;
 class EventHub;
 class FrameHolder;
 class NewWindows;
+class StateExit;
 
 // The window system of an X11 session with an EWMH window manager, over a connection of
 // Vantor's own (so it works without a Qt GUI). Without a display every answer is empty.
@@ -27,12 +28,14 @@ public:
     std::unique_ptr<WindowWatch> watchNewWindows(WindowShown shown) override;
     void holdFrames(const QList<WindowId>& windows, const Frame& target,
         std::chrono::milliseconds duration) override;
+    void finishPlacements() override;
 
 private:
     const Connection* liveConnection();
 
     std::unique_ptr<Connection> m_connection;
     std::unique_ptr<EventHub> m_events;
+    std::unique_ptr<StateExit> m_stateExit;
     std::unique_ptr<NewWindows> m_newWindows;
     std::unique_ptr<FrameHolder> m_frameHolder;
     // Placement may also be asked for from another thread.
