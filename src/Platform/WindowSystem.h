@@ -59,13 +59,28 @@ public:
     // Managed top-level windows, front to back, including minimised ones.
     virtual QList<WindowInfo> managedWindows() = 0;
 
-    // The windows of a process in management order, at most `limit`; nothing when the
-    // process does not exist or the window list cannot be read.
-    virtual std::optional<QList<WindowId>> windowsOfProcess(ProcessId pid, int limit) = 0;
+    // The windows of each process in management order, at most `limit` each; nothing for a
+    // process that does not exist, or when the window list cannot be read. One read for all.
+    virtual QList<std::optional<QList<WindowId>>> windowsOfProcesses(
+        const QList<ProcessId>& pids, int limit)
+        = 0;
+    std::optional<QList<WindowId>> windowsOfProcess(ProcessId pid, int limit)
+    {
+        return windowsOfProcesses({pid}, limit).value(0);
+    }
 
-    // Moves the window's outer frame to `position`, then makes the frame `size`.
-    // A window that has gone is skipped silently.
-    virtual void setWindowFrames(const QList<WindowId>& windows, QPointF position, QSizeF size) = 0;
+    // Moves each window's outer frame to its frame's position, then makes it the frame's
+    // size; every request of the batch is sent at once. A window that has gone is skipped
+    // silently.
+    struct Placement {
+        QList<WindowId> windows;
+        Frame frame;
+    };
+    virtual void placeWindows(const QList<Placement>& placements) = 0;
+    void setWindowFrames(const QList<WindowId>& windows, QPointF position, QSizeF size)
+    {
+        placeWindows({{windows, Frame{position.x(), position.y(), size.width(), size.height()}}});
+    }
     // Some windows are placed later, e.g. after leaving the maximized state: a process about
     // to exit waits here (running the event loop) until they are.
     virtual void finishPlacements() = 0;

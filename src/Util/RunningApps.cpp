@@ -21,15 +21,14 @@ public:
     bool canControlWindows() override { return m_live.canControlWindows(); }
     ScreenSize mainScreenSize() override { return m_live.mainScreenSize(); }
     QList<Platform::WindowInfo> managedWindows() override { return m_windows; }
-    std::optional<QList<Platform::WindowId>> windowsOfProcess(
-        Platform::ProcessId pid, int limit) override
+    QList<std::optional<QList<Platform::WindowId>>> windowsOfProcesses(
+        const QList<Platform::ProcessId>& pids, int limit) override
     {
-        return m_live.windowsOfProcess(pid, limit);
+        return m_live.windowsOfProcesses(pids, limit);
     }
-    void setWindowFrames(
-        const QList<Platform::WindowId>& windows, QPointF position, QSizeF size) override
+    void placeWindows(const QList<Placement>& placements) override
     {
-        m_live.setWindowFrames(windows, position, size);
+        m_live.placeWindows(placements);
     }
     void finishPlacements() override { m_live.finishPlacements(); }
     std::unique_ptr<Platform::WindowWatch> watchNewWindows(WindowShown shown) override

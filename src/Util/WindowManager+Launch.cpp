@@ -77,9 +77,16 @@ void WindowManager::setLaunchSettings(const LaunchSettings& settings) const
     m_launches->settings = settings;
 }
 
+// A running app of an activation, to be placed with the others in one batch.
+struct WindowManager::RunningPlacement {
+    qsizetype index = 0;
+    Platform::ProcessId pid = 0;
+    Frame frame;
+};
+
 void WindowManager::openApp(const AppInfoPtr& app) const
 {
-    openApp(std::make_shared<Activation>(QList<AppInfoPtr>{app}), 0);
+    openAppsFor(std::make_shared<Activation>(QList<AppInfoPtr>{app}));
 }
 
 ActivationPtr WindowManager::openApps(const QList<AppInfoPtr>& apps) const
@@ -91,11 +98,17 @@ ActivationPtr WindowManager::openApps(const QList<AppInfoPtr>& apps) const
 
 void WindowManager::openAppsFor(const ActivationPtr& activation) const
 {
+    // The desktop is read once for the whole activation, and the running apps' windows are
+    // placed together, so that every request goes out at once.
+    const QList<RunningApplication> running = m_applications.runningApplications();
+    QList<RunningPlacement> placements;
     for (qsizetype index = 0; index < activation->apps().size(); ++index)
-        openApp(activation, index);
+        openApp(activation, index, running, placements);
+    placeRunningApps(activation, placements);
 }
 
-void WindowManager::openApp(const ActivationPtr& activation, qsizetype index) const
+void WindowManager::openApp(const ActivationPtr& activation, qsizetype index,
+    const QList<RunningApplication>& running, QList<RunningPlacement>& placements) const
 {
     const AppInfoPtr& app = activation->apps().at(index);
     const std::optional<QString> bundleIdentifier = app->bundleIdentifier();
@@ -103,13 +116,14 @@ void WindowManager::openApp(const ActivationPtr& activation, qsizetype index) co
         activation->setOutcome(index, outcomeOf(AppOutcome::State::Skipped));
         return;
     }
-    const auto running = findRunning(m_applications.runningApplications(), *bundleIdentifier);
-    if (running) {
+    if (const auto found = findRunning(running, *bundleIdentifier)) {
         Console::print(QStringLiteral("App is already running: ")
-            + running->localizedName.value_or(QStringLiteral("Unknown")));
-        const bool placed = placeApp(*app, running->processIdentifier);
-        activation->setOutcome(index,
-            outcomeOf(AppOutcome::State::AlreadyRunning, placed, running->processIdentifier));
+            + found->localizedName.value_or(QStringLiteral("Unknown")));
+        const Platform::ProcessId pid = found->processIdentifier;
+        if (const AppLayoutPtr layout = app->currentLayout(mainScreenSize()))
+            placements.append({index, pid, layout->frame()});
+        else
+            activation->setOutcome(index, outcomeOf(AppOutcome::State::AlreadyRunning, false, pid));
         return;
     }
     if (joinsEarlierLaunch(activation, index, *bundleIdentifier))
@@ -203,6 +217,29 @@ void WindowManager::joinLaunch(
         m_launches->settings.settleTime);
     activation->setOutcome(index,
         outcomeOf(AppOutcome::State::AlreadyRunning, placed, application.processIdentifier));
+}
+
+void WindowManager::placeRunningApps(
+    const ActivationPtr& activation, const QList<RunningPlacement>& placements) const
+{
+    if (placements.isEmpty())
+        return;
+    QList<Platform::ProcessId> pids;
+    for (const RunningPlacement& placement : placements)
+        pids.append(placement.pid);
+    const auto windows = m_windowSystem.windowsOfProcesses(pids, maxPlacedWindows);
+    QList<Platform::WindowSystem::Placement> batch;
+    for (qsizetype i = 0; i < placements.size(); ++i) {
+        if (windows[i])
+            batch.append({*windows[i], placements[i].frame});
+        else
+            Console::print(QStringLiteral("Could not retrieve windows for %1.").arg(pids[i]));
+    }
+    m_windowSystem.placeWindows(batch);
+    for (qsizetype i = 0; i < placements.size(); ++i) {
+        activation->setOutcome(placements[i].index,
+            outcomeOf(AppOutcome::State::AlreadyRunning, windows[i].has_value(), pids[i]));
+    }
 }
 
 bool WindowManager::placeApp(

@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr int maxPlacedWindows = 100;
-
 // Normal and dialog windows that are kept neither above nor below the others: the layer
 // that ordinary application windows live on.
 bool isOnNormalLayer(const Platform::WindowInfo& window)

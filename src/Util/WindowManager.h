@@ -14,6 +14,9 @@
 // services, the launch settings and the launches under way.
 class WindowManager {
 public:
+    // Windows beyond this many of one app are left where they are.
+    static constexpr int maxPlacedWindows = 100;
+
     WindowManager(Platform::WindowSystem& windowSystem, Platform::Applications& applications);
 
     Platform::WindowSystem& windowSystem() const { return m_windowSystem; }
@@ -47,8 +50,13 @@ public:
 private:
     struct Launches;
     struct PendingLaunch;
+    struct RunningPlacement;
 
-    void openApp(const ActivationPtr& activation, qsizetype index) const;
+    void openApp(const ActivationPtr& activation, qsizetype index,
+        const QList<Platform::RunningApplication>& running,
+        QList<RunningPlacement>& placements) const;
+    void placeRunningApps(
+        const ActivationPtr& activation, const QList<RunningPlacement>& placements) const;
     void launch(const ActivationPtr& activation, qsizetype index, const QString& path,
         const QString& bundleIdentifier) const;
     void completeLaunch(const ActivationPtr& activation, qsizetype index,

@@ -31,28 +31,38 @@ public:
     QList<Platform::ProcessId> unreadableProcesses;
     QList<PlacementRequest> placements;
     QList<HoldRequest> holds;
+    int windowListReads = 0;
+    int placementBatches = 0;
 
     bool canControlWindows() override { return controlsWindows; }
     ScreenSize mainScreenSize() override { return screen; }
     QList<Platform::WindowInfo> managedWindows() override { return windows; }
 
-    std::optional<QList<Platform::WindowId>> windowsOfProcess(
-        Platform::ProcessId pid, int limit) override
+    QList<std::optional<QList<Platform::WindowId>>> windowsOfProcesses(
+        const QList<Platform::ProcessId>& pids, int limit) override
     {
-        if (unreadableProcesses.contains(pid))
-            return std::nullopt;
-        QList<Platform::WindowId> result;
-        for (const auto& window : std::as_const(windows)) {
-            if (window.pid == pid && result.size() < limit)
-                result.append(window.id);
+        ++windowListReads;
+        QList<std::optional<QList<Platform::WindowId>>> result;
+        for (const Platform::ProcessId pid : pids) {
+            if (unreadableProcesses.contains(pid)) {
+                result.append(std::nullopt);
+                continue;
+            }
+            QList<Platform::WindowId> ids;
+            for (const auto& window : std::as_const(windows)) {
+                if (window.pid == pid && ids.size() < limit)
+                    ids.append(window.id);
+            }
+            result.append(ids);
         }
         return result;
     }
 
-    void setWindowFrames(
-        const QList<Platform::WindowId>& ids, QPointF position, QSizeF size) override
+    void placeWindows(const QList<Placement>& batch) override
     {
-        placements.append({ids, position, size});
+        ++placementBatches;
+        for (const Placement& placement : batch)
+            placements.append({placement.windows, placement.frame.position(), placement.frame.size()});
     }
 
     void finishPlacements() override { }
@@ -124,7 +134,13 @@ public:
     QList<Launch> launches;
     QList<QUrl> opened;
 
-    QList<Platform::RunningApplication> runningApplications() override { return running; }
+    int runningReads = 0;
+
+    QList<Platform::RunningApplication> runningApplications() override
+    {
+        ++runningReads;
+        return running;
+    }
 
     std::optional<QString> applicationPath(const QString& bundleIdentifier) override
     {

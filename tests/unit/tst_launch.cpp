@@ -368,6 +368,37 @@ private Q_SLOTS:
         QCOMPARE(m_windows.placements.size(), 1);
     }
 
+    void anActivationReadsTheDesktopOnceAndPlacesInOneBatch()
+    {
+        QList<AppInfoPtr> apps;
+        for (int i = 0; i < 10; ++i) {
+            const QString id = QStringLiteral("org.example.App%1").arg(i);
+            m_apps.addRunning(100 + i, id, id);
+            m_windows.addWindow(100 + i, {0, 0, 10, 10});
+            apps.append(AppInfo::create(QUuid::createUuid(), id, id, true, QString(),
+                {layout(1920, 1080, 10 * i, 20 * i)}));
+        }
+        m_apps.addRunning(200, QStringLiteral("org.example.Gone"), QStringLiteral("Gone"));
+        m_windows.unreadableProcesses.append(200);
+        apps.append(record(QStringLiteral("org.example.Gone"), {layout(1920, 1080, 1, 1)}));
+
+        const ActivationPtr activation = m_manager->openApps(apps);
+
+        QCOMPARE(m_apps.runningReads, 1);
+        QCOMPARE(m_windows.windowListReads, 1);
+        QCOMPARE(m_windows.placementBatches, 1);
+        QCOMPARE(m_windows.placements.size(), 10);
+        for (int i = 0; i < 10; ++i) {
+            QCOMPARE(m_windows.placements.at(i).windows,
+                QList<Platform::WindowId>{static_cast<Platform::WindowId>(i + 1)});
+            QCOMPARE(m_windows.placements.at(i).position, QPointF(10 * i, 20 * i));
+            QVERIFY(activation->outcomes().at(i).placed);
+        }
+        QVERIFY(!activation->outcomes().at(10).placed);
+        QCOMPARE(lines().last(), QStringLiteral("Could not retrieve windows for 200."));
+        QVERIFY(activation->isFinished());
+    }
+
     void aTrustedDesktopIsReported()
     {
         QVERIFY(m_manager->checkAccessibilityTrust());

@@ -51,11 +51,12 @@ public:
         return {1000.0 + screenReads, 700};
     }
     QList<WindowInfo> managedWindows() override { return m_windows.managedWindows(); }
-    std::optional<QList<Platform::WindowId>> windowsOfProcess(Platform::ProcessId, int) override
+    QList<std::optional<QList<Platform::WindowId>>> windowsOfProcesses(
+        const QList<Platform::ProcessId>& pids, int) override
     {
-        return std::nullopt;
+        return QList<std::optional<QList<Platform::WindowId>>>(pids.size());
     }
-    void setWindowFrames(const QList<Platform::WindowId>&, QPointF, QSizeF) override { }
+    void placeWindows(const QList<Placement>&) override { }
     void finishPlacements() override { }
     std::unique_ptr<Platform::WindowWatch> watchNewWindows(WindowShown) override
     {

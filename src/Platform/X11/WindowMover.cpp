@@ -142,40 +142,55 @@ Preparation prepare(const Connection& connection, const QList<std::uint32_t>& wi
     return preparation;
 }
 
-bool isLeaving(const QList<StateToLeave>& toLeave, std::uint32_t window)
+std::optional<StateToLeave> stateOf(const QList<StateToLeave>& toLeave, std::uint32_t window)
 {
-    return std::any_of(toLeave.cbegin(), toLeave.cend(),
+    const auto found = std::find_if(toLeave.cbegin(), toLeave.cend(),
         [window](const StateToLeave& state) { return state.window == window; });
+    return found == toLeave.cend() ? std::nullopt : std::optional<StateToLeave>(*found);
 }
 
 } // namespace
 
 void WindowMover::place(const QList<std::uint32_t>& windows, const Frame& target) const
 {
-    if (windows.isEmpty())
+    QList<WindowTarget> targets;
+    targets.reserve(windows.size());
+    for (const std::uint32_t window : windows)
+        targets.append({window, target});
+    place(targets);
+}
+
+void WindowMover::place(const QList<WindowTarget>& targets) const
+{
+    if (targets.isEmpty())
         return;
+    QList<std::uint32_t> windows;
+    windows.reserve(targets.size());
+    for (const WindowTarget& target : targets)
+        windows.append(target.window);
     const Preparation preparation = prepare(m_connection, windows);
-    qCDebug(lcWindows) << "Placing" << windows.size() << "windows on" << target.x << target.y
-                       << target.width << target.height
+    qCDebug(lcWindows) << "Placing" << windows.size() << "windows"
                        << (preparation.windowManagerMoves ? "through the window manager"
                                                           : "directly");
     std::vector<PendingReply> checks;
-    for (qsizetype i = 0; i < windows.size(); ++i) {
-        if (isLeaving(preparation.toLeave, windows[i]))
+    for (qsizetype i = 0; i < targets.size(); ++i) {
+        const WindowTarget& target = targets[i];
+        if (const auto leaving = stateOf(preparation.toLeave, target.window)) {
+            // Its decorations change with the state: they are read anew when it is placed.
+            m_stateExit.leave({*leaving}, stateChangeTimeout,
+                [&connection = m_connection, &stateExit = m_stateExit, target](std::uint32_t) {
+                    WindowMover(connection, stateExit).place({target});
+                });
             continue;
+        }
         const Decorations& around = preparation.decorations[static_cast<std::size_t>(i)];
-        const MoveResize request = moveResizeFor(target, around.frame, around.shadows);
+        const MoveResize request = moveResizeFor(target.frame, around.frame, around.shadows);
         if (preparation.windowManagerMoves)
-            requestFromWindowManager(m_connection, windows[i], request);
+            requestFromWindowManager(m_connection, target.window, request);
         else
-            configureDirectly(m_connection, windows[i], request, checks);
+            configureDirectly(m_connection, target.window, request, checks);
     }
     m_connection.flush();
-    // Their decorations change with the state: they are read anew when the window is placed.
-    m_stateExit.leave(preparation.toLeave, stateChangeTimeout,
-        [&connection = m_connection, &stateExit = m_stateExit, target](std::uint32_t window) {
-            WindowMover(connection, stateExit).place({window}, target);
-        });
 }
 
 } // namespace Platform::X11

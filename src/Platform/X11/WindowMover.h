@@ -11,6 +11,11 @@ namespace Platform::X11 {
 class Connection;
 class StateExit;
 
+struct WindowTarget {
+    std::uint32_t window = 0;
+    Frame frame;
+};
+
 // Moves windows so that their visible frame becomes a target frame: for each window the
 // position first, then the size, as two requests to the window manager. Everything is
 // computed from one batch of reads and sent at once; a maximized or fullscreen window is
@@ -22,6 +27,7 @@ public:
     {
     }
 
+    void place(const QList<WindowTarget>& targets) const;
     void place(const QList<std::uint32_t>& windows, const Frame& target) const;
 
 private:

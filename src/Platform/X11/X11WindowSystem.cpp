@@ -13,6 +13,7 @@
 
 #include <QEventLoop>
 #include <QFile>
+#include <QHash>
 
 #include <algorithm>
 #include <cerrno>
@@ -120,34 +121,42 @@ QList<WindowInfo> X11WindowSystem::managedWindows()
     return WindowReader(*connection).read(frontToBack, currentDesktop);
 }
 
-std::optional<QList<WindowId>> X11WindowSystem::windowsOfProcess(ProcessId pid, int limit)
+QList<std::optional<QList<WindowId>>> X11WindowSystem::windowsOfProcesses(
+    const QList<ProcessId>& pids, int limit)
 {
     const std::lock_guard lock(m_mutex);
+    QList<std::optional<QList<WindowId>>> result(pids.size());
     const Connection* connection = liveConnection();
-    if (!connection || !processExists(pid))
-        return std::nullopt;
+    if (!connection || pids.isEmpty())
+        return result;
     const auto clientList
         = PropertyRequest(*connection, connection->root(), Atom::NetClientList, maxClients).take();
     if (!clientList)
-        return std::nullopt;
+        return result;
     const QList<std::uint32_t> clients = values32(clientList.get());
     const QList<ProcessId> owners = ProcessIdQuery(*connection, clients).take();
-    QList<WindowId> windows;
-    for (qsizetype i = 0; i < clients.size() && windows.size() < limit; ++i) {
-        if (owners[i] == pid)
-            windows.append(clients[i]);
+    QHash<ProcessId, QList<WindowId>> windowsByOwner;
+    for (qsizetype i = 0; i < clients.size(); ++i)
+        windowsByOwner[owners[i]].append(clients[i]);
+    for (qsizetype i = 0; i < pids.size(); ++i) {
+        if (processExists(pids[i]))
+            result[i] = windowsByOwner.value(pids[i]).mid(0, limit);
     }
-    return windows;
+    return result;
 }
 
-void X11WindowSystem::setWindowFrames(const QList<WindowId>& windows, QPointF position, QSizeF size)
+void X11WindowSystem::placeWindows(const QList<Placement>& placements)
 {
     const std::lock_guard lock(m_mutex);
     const Connection* connection = liveConnection();
     if (!connection)
         return;
-    const Frame target{position.x(), position.y(), size.width(), size.height()};
-    WindowMover(*connection, *m_stateExit).place(toX11(windows), target);
+    QList<WindowTarget> targets;
+    for (const Placement& placement : placements) {
+        for (const std::uint32_t window : toX11(placement.windows))
+            targets.append({window, placement.frame});
+    }
+    WindowMover(*connection, *m_stateExit).place(targets);
 }
 
 void X11WindowSystem::finishPlacements()

@@ -23,8 +23,9 @@ public:
     bool canControlWindows() override;
     ScreenSize mainScreenSize() override;
     QList<WindowInfo> managedWindows() override;
-    std::optional<QList<WindowId>> windowsOfProcess(ProcessId pid, int limit) override;
-    void setWindowFrames(const QList<WindowId>& windows, QPointF position, QSizeF size) override;
+    QList<std::optional<QList<WindowId>>> windowsOfProcesses(
+        const QList<ProcessId>& pids, int limit) override;
+    void placeWindows(const QList<Placement>& placements) override;
     std::unique_ptr<WindowWatch> watchNewWindows(WindowShown shown) override;
     void holdFrames(const QList<WindowId>& windows, const Frame& target,
         std::chrono::milliseconds duration) override;
