@@ -137,27 +137,7 @@ QString unusableEntryError(const QString& path)
     return QStringLiteral("“%1” is not a usable desktop entry").arg(path);
 }
 
-gboolean runTask(gpointer data)
-{
-    (*static_cast<std::function<void()>*>(data))();
-    return G_SOURCE_REMOVE;
-}
-
-void deleteTask(gpointer data)
-{
-    delete static_cast<std::function<void()>*>(data);
-}
-
 } // namespace
-
-void runLater(std::function<void()> task)
-{
-    GSource* source = g_idle_source_new();
-    g_source_set_callback(
-        source, &runTask, new std::function<void()>(std::move(task)), &deleteTask);
-    g_source_attach(source, g_main_context_get_thread_default());
-    g_source_unref(source);
-}
 
 std::variant<StartedProcess, QString> startDesktopEntry(const QString& path)
 {

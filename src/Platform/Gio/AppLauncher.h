@@ -24,10 +24,8 @@ struct StartedProcess {
 
 // Starts the application of a desktop entry the way the desktop does (field codes, Path,
 // Terminal, startup notification), never through a shell. Its output goes to the user's
-// journal, or nowhere: never to Vantor's own. The started process, or why it failed.
+// journal, or nowhere: never to Vantor's own. The started process, or why it failed. Safe
+// to call from any thread.
 std::variant<StartedProcess, QString> startDesktopEntry(const QString& path);
-
-// Runs `task` once from the main loop (the thread-default GLib context of the caller).
-void runLater(std::function<void()> task);
 
 } // namespace Platform::Gio

@@ -101,6 +101,8 @@ bool openWithGio(const QUrl& location)
 GioApplications::GioApplications(WindowSystem& windowSystem)
     : m_windowSystem(windowSystem), m_launches(windowSystem, m_index)
 {
+    m_starter.setMaxThreadCount(1);
+    m_starter.setExpiryTimeout(1000);
 }
 
 QList<RunningApplication> GioApplications::runningApplications()
@@ -144,15 +146,19 @@ std::optional<QString> GioApplications::applicationPath(const QString& bundleIde
 void GioApplications::launch(
     const QString& path, std::chrono::milliseconds timeout, LaunchCompletion completion)
 {
-    auto started = startDesktopEntry(path);
-    if (const QString* error = std::get_if<QString>(&started)) {
-        LaunchResult failed;
-        failed.outcome = LaunchResult::Outcome::Failed;
-        failed.error = *error;
-        runLater([completion = std::move(completion), failed] { completion(failed); });
-        return;
-    }
-    m_launches.await(std::get<StartedProcess>(started), timeout, std::move(completion));
+    const LaunchWatch::LaunchKey key = m_launches.begin(timeout, std::move(completion));
+    m_starter.start([this, path, key] {
+        auto started = startDesktopEntry(path);
+        QMetaObject::invokeMethod(
+            &m_context,
+            [this, started = std::move(started), key] {
+                if (const QString* error = std::get_if<QString>(&started))
+                    m_launches.failedToStart(key, *error);
+                else
+                    m_launches.started(key, std::get<StartedProcess>(started));
+            },
+            Qt::QueuedConnection);
+    });
 }
 
 void GioApplications::open(const QUrl& location)

@@ -4,6 +4,9 @@
 #include "Platform/Gio/DesktopEntryIndex.h"
 #include "Platform/Gio/LaunchWatch.h"
 
+#include <QObject>
+#include <QThreadPool>
+
 namespace Platform::Gio {
 
 // Applications of a freedesktop session: an app is a desktop entry, a running app is a
@@ -22,6 +25,10 @@ private:
     WindowSystem& m_windowSystem;
     DesktopEntryIndex m_index;
     LaunchWatch m_launches;
+    QObject m_context;
+    // Starting a process (fork and exec) takes milliseconds that the event loop does not
+    // wait for. Last, so that it is gone, with its work done, before anything it reports to.
+    QThreadPool m_starter;
 };
 
 } // namespace Platform::Gio

@@ -8,6 +8,8 @@
 
 #include <QTimer>
 
+#include <algorithm>
+
 #include <sys/wait.h>
 
 namespace Platform::Gio {
@@ -56,23 +58,47 @@ LaunchWatch::~LaunchWatch()
     *m_self = nullptr;
 }
 
-void LaunchWatch::await(const StartedProcess& process, std::chrono::milliseconds timeout,
-    Applications::LaunchCompletion completion)
+LaunchWatch::LaunchKey LaunchWatch::begin(
+    std::chrono::milliseconds timeout, Applications::LaunchCompletion completion)
 {
     const LaunchKey key = m_nextKey++;
-    m_pending.emplace(key, Pending{process, std::move(completion)});
+    m_pending.emplace(key, Pending{std::nullopt, std::move(completion)});
     if (!m_watch)
         m_watch = m_windowSystem.watchNewWindows(
             [this](const WindowInfo& window) { windowShown(window); });
     LaunchResult timedOut;
     timedOut.outcome = LaunchResult::Outcome::TimedOut;
     expireAfter(key, timeout, timedOut);
+    return key;
+}
+
+void LaunchWatch::started(LaunchKey key, const StartedProcess& process)
+{
+    const auto found = m_pending.find(key);
+    if (found == m_pending.end())
+        return; // timed out meanwhile
+    found->second.process = process;
     if (process.pid > 0) {
         watchChild(process.pid, [self = m_self, key](int status) {
             if (LaunchWatch* watch = *self)
                 watch->processEnded(key, status);
         });
     }
+    const QList<WindowInfo> unclaimed = std::exchange(m_unclaimed, {});
+    for (const WindowInfo& window : unclaimed)
+        windowShown(window);
+}
+
+void LaunchWatch::failedToStart(LaunchKey key, const QString& error)
+{
+    if (m_pending.count(key) > 0)
+        finish(key, failure(error));
+}
+
+bool LaunchWatch::isStarting() const
+{
+    return std::any_of(m_pending.cbegin(), m_pending.cend(),
+        [](const auto& entry) { return !entry.second.process; });
 }
 
 void LaunchWatch::windowShown(const WindowInfo& window)
@@ -80,9 +106,12 @@ void LaunchWatch::windowShown(const WindowInfo& window)
     if (window.kind != WindowKind::Normal)
         return;
     const std::optional<LaunchKey> key = launchOfWindow(window);
-    if (!key)
+    if (!key) {
+        if (isStarting())
+            m_unclaimed.append(window);
         return;
-    const StartedProcess& process = m_pending.at(*key).process;
+    }
+    const StartedProcess& process = *m_pending.at(*key).process;
     RunningApplication application;
     application.processIdentifier = window.pid > 0 ? window.pid : process.pid;
     application.bundleIdentifier = process.entryId;
@@ -99,19 +128,18 @@ void LaunchWatch::windowShown(const WindowInfo& window)
 std::optional<LaunchWatch::LaunchKey> LaunchWatch::launchOfWindow(const WindowInfo& window) const
 {
     for (const auto& [key, launch] : m_pending) {
-        if (isStartedBy(window, launch))
+        if (launch.process && isStartedBy(window, *launch.process))
             return key;
     }
     for (const auto& [key, launch] : m_pending) {
-        if (isAppOf(window, launch))
+        if (launch.process && isAppOf(window, *launch.process))
             return key;
     }
     return std::nullopt;
 }
 
-bool LaunchWatch::isStartedBy(const WindowInfo& window, const Pending& launch) const
+bool LaunchWatch::isStartedBy(const WindowInfo& window, const StartedProcess& process) const
 {
-    const StartedProcess& process = launch.process;
     if (!process.startupId.isEmpty() && window.startupId == process.startupId)
         return true;
     if (window.pid <= 0)
@@ -121,11 +149,11 @@ bool LaunchWatch::isStartedBy(const WindowInfo& window, const Pending& launch) c
     return ProcessInfo::hasEnvironment(window.pid, launchIdVariable, process.launchId);
 }
 
-bool LaunchWatch::isAppOf(const WindowInfo& window, const Pending& launch) const
+bool LaunchWatch::isAppOf(const WindowInfo& window, const StartedProcess& process) const
 {
     const auto table = m_index.current();
     const DesktopEntry* entry = AppMatcher(*table).match(window.pid, {&window});
-    return entry && entry->id == launch.process.entryId;
+    return entry && entry->id == process.entryId;
 }
 
 void LaunchWatch::processEnded(LaunchKey key, int status)
@@ -133,7 +161,7 @@ void LaunchWatch::processEnded(LaunchKey key, int status)
     const auto found = m_pending.find(key);
     if (found == m_pending.end())
         return;
-    const StartedProcess& process = found->second.process;
+    const StartedProcess& process = *found->second.process;
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         finish(key, failure(exitError(process, status)));
         return;
@@ -159,8 +187,10 @@ void LaunchWatch::finish(LaunchKey key, const LaunchResult& result)
     const auto found = m_pending.find(key);
     const Applications::LaunchCompletion completion = std::move(found->second.completion);
     m_pending.erase(found);
-    if (m_pending.empty())
+    if (m_pending.empty()) {
         m_watch.reset();
+        m_unclaimed.clear();
+    }
     completion(result);
 }
 

@@ -27,20 +27,25 @@ public:
     LaunchWatch(const LaunchWatch&) = delete;
     LaunchWatch& operator=(const LaunchWatch&) = delete;
 
-    void await(const StartedProcess& process, std::chrono::milliseconds timeout,
-        Applications::LaunchCompletion completion);
+    using LaunchKey = quint64;
+
+    // A launch about to start: windows are watched from now on, and the time limit runs.
+    LaunchKey begin(std::chrono::milliseconds timeout, Applications::LaunchCompletion completion);
+    // Its process has started; windows that came meanwhile are looked at too.
+    void started(LaunchKey key, const StartedProcess& process);
+    void failedToStart(LaunchKey key, const QString& error);
 
 private:
     struct Pending {
-        StartedProcess process;
+        std::optional<StartedProcess> process; // none while it is being started
         Applications::LaunchCompletion completion;
     };
-    using LaunchKey = quint64;
 
     void windowShown(const WindowInfo& window);
     std::optional<LaunchKey> launchOfWindow(const WindowInfo& window) const;
-    bool isStartedBy(const WindowInfo& window, const Pending& launch) const;
-    bool isAppOf(const WindowInfo& window, const Pending& launch) const;
+    bool isStartedBy(const WindowInfo& window, const StartedProcess& process) const;
+    bool isAppOf(const WindowInfo& window, const StartedProcess& process) const;
+    bool isStarting() const;
     void processEnded(LaunchKey key, int status);
     void finish(LaunchKey key, const LaunchResult& result);
     void expireAfter(LaunchKey key, std::chrono::milliseconds delay, LaunchResult result);
@@ -50,6 +55,8 @@ private:
     QObject m_context;
     std::unique_ptr<WindowWatch> m_watch;
     std::map<LaunchKey, Pending> m_pending; // in launch order
+    // Windows that came while a launch was being started and that no launch has claimed.
+    QList<WindowInfo> m_unclaimed;
     LaunchKey m_nextKey = 1;
     // Child watches outlive this; they ask it whether it still exists.
     std::shared_ptr<LaunchWatch*> m_self;

@@ -3,6 +3,7 @@
 #include "Platform/X11/Connection.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QSocketNotifier>
 
 #include <xcb/xcb.h>
@@ -10,6 +11,11 @@
 #include <algorithm>
 
 namespace Platform::X11 {
+namespace {
+
+constexpr qint64 maxBusyMs = 4;
+
+} // namespace
 
 EventHub::EventHub(const Connection& connection) : m_connection(connection)
 {
@@ -106,20 +112,33 @@ void EventHub::dispatch()
     if (m_dispatching)
         return;
     m_dispatching = true;
-    while (!m_deferred.empty()) {
-        const Reply<xcb_generic_event_t> event = std::move(m_deferred.front());
-        m_deferred.pop_front();
+    QElapsedTimer busy;
+    busy.start();
+    while (Reply<xcb_generic_event_t> event = next()) {
         deliver(*event);
-    }
-    while (m_connection.isAlive()) {
-        const Reply<xcb_generic_event_t> event(xcb_poll_for_event(m_connection.get()));
-        if (!event)
-            break;
-        deliver(*event);
+        // Many windows answering at once: the rest waits for the next turn of the event
+        // loop, so that nothing else waits long.
+        if (busy.elapsed() >= maxBusyMs) {
+            m_dispatching = false;
+            dispatchSoon();
+            return;
+        }
     }
     if (!m_connection.isAlive() && m_notifier)
         m_notifier->setEnabled(false);
     m_dispatching = false;
+}
+
+Reply<xcb_generic_event_t> EventHub::next()
+{
+    if (!m_deferred.empty()) {
+        Reply<xcb_generic_event_t> event = std::move(m_deferred.front());
+        m_deferred.pop_front();
+        return event;
+    }
+    if (!m_connection.isAlive())
+        return nullptr;
+    return Reply<xcb_generic_event_t>(xcb_poll_for_event(m_connection.get()));
 }
 
 void EventHub::deliver(const xcb_generic_event_t& event)

@@ -49,6 +49,7 @@ private:
     using BitCounts = std::array<int, 25>;
     void applyMask(std::uint32_t window, const BitCounts& counts);
     void dispatch();
+    Reply<xcb_generic_event_t> next();
     void deliver(const xcb_generic_event_t& event);
 
     const Connection& m_connection;
