@@ -94,10 +94,14 @@ void postDidChange(const Name& name)
 void userDefaultsSet(const Name& name, const Shortcut& shortcut)
 {
     const QString encoded = QString::fromUtf8(shortcut.toJson());
-    if (const auto old = getShortcut(name))
+    const auto old = getShortcut(name);
+    // Stored first: a hot key whose shortcut could not be stored would do nothing, as the
+    // handlers look for the stored one.
+    if (!Preferences::standard().set(name.preferencesKey(), encoded))
+        return;
+    if (old)
         unregisterShortcut(*old);
     registerShortcut(shortcut);
-    Preferences::standard().set(name.preferencesKey(), encoded);
     postDidChange(name);
 }
 
@@ -106,7 +110,8 @@ void userDefaultsDisable(const Name& name)
     const auto old = getShortcut(name);
     if (!old)
         return;
-    Preferences::standard().set(name.preferencesKey(), false);
+    if (!Preferences::standard().set(name.preferencesKey(), false))
+        return;
     unregisterShortcut(*old);
     postDidChange(name);
 }
@@ -116,7 +121,8 @@ void userDefaultsRemove(const Name& name)
     const auto old = getShortcut(name);
     if (!old)
         return;
-    Preferences::standard().remove(name.preferencesKey());
+    if (!Preferences::standard().remove(name.preferencesKey()))
+        return;
     unregisterShortcut(*old);
     postDidChange(name);
 }
