@@ -334,6 +334,12 @@ QSet<Shortcut> registeredShortcuts()
     return state().registered;
 }
 
+bool isHotKeyRegistered(const Name& name)
+{
+    const auto shortcut = getShortcut(name);
+    return shortcut && CarbonKeyboardShortcuts::isRegistered(*shortcut);
+}
+
 void handleOnKeyDown(const Shortcut& shortcut)
 {
     // Copies: a handler may add handlers while they run.

@@ -83,6 +83,9 @@ void initialize();
 
 // The shortcuts currently handed to the hot-key layer.
 QSet<Shortcut> registeredShortcuts();
+// Whether the name has a stored shortcut that the system took as a hot key: false when it
+// has none, or the registration was refused.
+bool isHotKeyRegistered(const Name& name);
 
 // Called by the hot-key layer with the pressed shortcut: every handler of every name whose
 // stored shortcut (read afresh) is the pressed one.

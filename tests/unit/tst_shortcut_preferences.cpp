@@ -337,6 +337,7 @@ private Q_SLOTS:
             qPrintable(console.lines().first()));
         QCOMPARE(getShortcut(first), std::nullopt);
         QCOMPARE(m_service->registerCalls, 0);
+        QVERIFY(!isHotKeyRegistered(first));
         QCOMPARE(notifications, 0);
     }
 
