@@ -1,6 +1,7 @@
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 
 #include "KeyboardShortcuts/CarbonKeyboardShortcuts.h"
+#include "KeyboardShortcuts/ConsoleOutput.h"
 #include "KeyboardShortcuts/MenuTracker.h"
 #include "KeyboardShortcuts/NotificationCenter.h"
 #include "KeyboardShortcuts/Preferences.h"
@@ -25,6 +26,8 @@ struct State {
     bool isPaused = false;
     bool isMenuOpen = false;
     bool isInitialized = false;
+    // The names last reported as sharing each shortcut.
+    QHash<Shortcut, QStringList> reportedSharing;
 };
 
 State& state()
@@ -85,6 +88,47 @@ QSet<Shortcut> shortcutsForStreamHandlers()
     return storedShortcutsOf(state().streamKeyDownHandlers, state().streamKeyUpHandlers);
 }
 
+// Names with handlers whose stored shortcut is the given one, in alphabetical order.
+QStringList boundNamesWith(const Shortcut& shortcut)
+{
+    Preferences::standard().refreshIfChanged();
+    QSet<QString> names;
+    const auto collect = [&](const auto& handlers) {
+        for (auto it = handlers.cbegin(); it != handlers.cend(); ++it) {
+            if (!it.value().isEmpty() && storedShortcut(it.key()) == shortcut)
+                names.insert(it.key().rawValue());
+        }
+    };
+    collect(state().legacyKeyDownHandlers);
+    collect(state().legacyKeyUpHandlers);
+    collect(state().streamKeyDownHandlers);
+    collect(state().streamKeyUpHandlers);
+    QStringList sorted = names.values();
+    sorted.sort();
+    return sorted;
+}
+
+void reportSharing(const Shortcut& shortcut)
+{
+    const QStringList names = boundNamesWith(shortcut);
+    if (names.size() < 2 || state().reportedSharing.value(shortcut) == names)
+        return;
+    state().reportedSharing.insert(shortcut, names);
+    ConsoleOutput::print(QStringLiteral("Shortcut ") + shortcut.readableDescription()
+        + QStringLiteral(" is shared by ") + names.join(QStringLiteral(", "))
+        + QStringLiteral("; all of them run when it is pressed"));
+}
+
+// Registers the stored shortcut of a name that has just got a handler.
+void registerBoundName(const Name& name)
+{
+    const auto shortcut = getShortcut(name);
+    if (!shortcut)
+        return;
+    registerShortcut(*shortcut);
+    reportSharing(*shortcut);
+}
+
 void postDidChange(const Name& name)
 {
     NotificationCenter::defaultCenter().post(
@@ -102,6 +146,7 @@ void userDefaultsSet(const Name& name, const Shortcut& shortcut)
     if (old)
         unregisterShortcut(*old);
     registerShortcut(shortcut);
+    reportSharing(shortcut);
     postDidChange(name);
 }
 
@@ -157,8 +202,7 @@ void addStreamHandlers(const Name& name, const QUuid& id, const QPointer<EventSt
         if (stream)
             stream->yield(EventType::keyUp);
     });
-    if (const auto shortcut = getShortcut(name))
-        registerShortcut(*shortcut);
+    registerBoundName(name);
 }
 
 void removeStreamHandlers(const Name& name, const QUuid& id)
@@ -217,15 +261,13 @@ QSet<Name> allNames()
 void onKeyDown(const Name& name, Action action)
 {
     state().legacyKeyDownHandlers[name].append(std::move(action));
-    if (const auto shortcut = getShortcut(name))
-        registerShortcut(*shortcut);
+    registerBoundName(name);
 }
 
 void onKeyUp(const Name& name, Action action)
 {
     state().legacyKeyUpHandlers[name].append(std::move(action));
-    if (const auto shortcut = getShortcut(name))
-        registerShortcut(*shortcut);
+    registerBoundName(name);
 }
 
 std::unique_ptr<EventStream> events(const Name& name)
@@ -276,6 +318,7 @@ void removeAllHandlers()
     state().legacyKeyUpHandlers.clear();
     state().streamKeyDownHandlers.clear();
     state().streamKeyUpHandlers.clear();
+    state().reportedSharing.clear();
 }
 
 void unregisterAll()

@@ -273,6 +273,23 @@ private Q_SLOTS:
         QTRY_COMPARE(counter.ups, 1);
     }
 
+    void twoNamesOnOneCombinationAreReportedAndBothRun()
+    {
+        Counter work;
+        Counter play;
+        setShortcut(optionShiftOne, Name(QStringLiteral("work")));
+        setShortcut(optionShiftOne, Name(QStringLiteral("play")));
+        ConsoleLines console;
+        work.bind(Name(QStringLiteral("work")));
+        play.bind(Name(QStringLiteral("play")));
+        QCOMPARE(console.lines(),
+            QStringList{QStringLiteral(
+                "Shortcut ⌥⇧1 is shared by play, work; all of them run when it is pressed")});
+        xdotool({QStringLiteral("key"), QStringLiteral("shift+alt+1")});
+        QTRY_COMPARE(work.ups, 1);
+        QTRY_COMPARE(play.ups, 1);
+    }
+
     void disablingReleasesTheGrabsAndEnablingTakesThemBackUnderTheSameIds()
     {
         Counter counter;

@@ -351,6 +351,39 @@ private Q_SLOTS:
         QCOMPARE(Shortcut(Key::f5).readableDescription(), QStringLiteral("F5"));
     }
 
+    void namesSharingAShortcutAreReportedInOneLine()
+    {
+        const Name work(QStringLiteral("work"));
+        const Name play(QStringLiteral("play"));
+        const Name more(QStringLiteral("more"));
+        for (const Name& name : {work, play, more})
+            setShortcut(optionShiftOne, name);
+        ShortcutConsoleCapture console;
+        for (const Name& name : {work, play}) {
+            onKeyDown(name, [] {});
+            onKeyUp(name, [] {});
+        }
+        QCOMPARE(console.lines(),
+            QStringList{QStringLiteral(
+                "Shortcut ⌥⇧1 is shared by play, work; all of them run when it is pressed")});
+        onKeyUp(more, [] {});
+        QCOMPARE(console.lines().size(), 2);
+        QCOMPARE(console.lines().last(),
+            QStringLiteral(
+                "Shortcut ⌥⇧1 is shared by more, play, work; all of them run when it is pressed"));
+        QVERIFY(isHotKeyRegistered(work) && isHotKeyRegistered(play));
+
+        // A name given the shortcut of a bound one, once it is bound itself.
+        const Name late(QStringLiteral("late"));
+        onKeyUp(late, [] {});
+        setShortcut(controlA, late);
+        QCOMPARE(console.lines().size(), 2);
+        setShortcut(optionShiftOne, late);
+        QCOMPARE(console.lines().size(), 3);
+        QVERIFY(console.lines().last().startsWith(
+            QStringLiteral("Shortcut ⌥⇧1 is shared by late, more, play, work;")));
+    }
+
     void aNameIsRegisteredOnlyWhileTheServiceHoldsItsShortcut()
     {
         const Name name(QStringLiteral("held"));
