@@ -175,8 +175,12 @@ void AppDelegate::registerShortcutsFromWorkspaces()
     for (qsizetype slot = 0; slot < bound.size(); ++slot) {
         const WorkspacePtr& workspace = bound.at(slot);
         const QUuid id = workspace->id();
-        KeyboardShortcuts::onKeyUp(
-            workspaceShortcutName(id), [this, id] { activateWorkspace(id); });
+        const KeyboardShortcuts::Name name = workspaceShortcutName(id);
+        KeyboardShortcuts::onKeyUp(name, [this, id] { activateWorkspace(id); });
+        // Only a hot key the system took is announced; the shortcut library has said why
+        // another one was not taken.
+        if (!KeyboardShortcuts::isHotKeyRegistered(name))
+            continue;
         Console::print(QStringLiteral("✅ Registered shortcut for ") + workspace->name()
             + QStringLiteral(" at slot ") + QString::number(slot));
     }

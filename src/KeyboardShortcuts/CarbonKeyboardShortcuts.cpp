@@ -6,6 +6,7 @@
 
 #include <QCoreApplication>
 #include <QPointer>
+#include <QSet>
 
 #include <map>
 
@@ -26,6 +27,7 @@ struct State {
     quint32 hotKeyId = 0;
     bool eventHandler = false;
     QPointer<RawKeyEventMonitor> keyEventMonitor;
+    QSet<Shortcut> reportedWithoutModifier;
 };
 
 State& state()
@@ -55,6 +57,14 @@ const HotKey* hotKeyWithShortcut(const Shortcut& shortcut)
     return nullptr;
 }
 
+// Shift alone does not count: with it the key still types a character.
+bool isAllowedAsHotKey(const Shortcut& shortcut)
+{
+    constexpr int modifiers
+        = CarbonModifier::cmdKey | CarbonModifier::optionKey | CarbonModifier::controlKey;
+    return (shortcut.carbonModifiers & modifiers) != 0 || isFunctionKey(shortcut.key());
+}
+
 // The shortcut a raw key event stands for: its modifiers cut down to the five of a shortcut.
 Shortcut rawShortcut(quint32 keyCode, quint32 modifiers)
 {
@@ -68,6 +78,10 @@ void CarbonKeyboardShortcuts::register_(
     const Shortcut& shortcut, Callback onKeyDown, Callback onKeyUp)
 {
     const quint32 id = ++state().hotKeyId;
+    if (!isAllowedAsHotKey(shortcut)) {
+        printMissingModifier(shortcut);
+        return;
+    }
     EventHotKeyRef ref = 0;
     const OSStatus status = registerWithService(shortcut, id, &ref);
     if (status != noErr || ref == 0) {
@@ -182,6 +196,11 @@ OSStatus CarbonKeyboardShortcuts::handleRawKeyEvent(const KeyboardEvent& event)
     }
 }
 
+bool CarbonKeyboardShortcuts::isRegistered(const Shortcut& shortcut)
+{
+    return hotKeyWithShortcut(shortcut) != nullptr;
+}
+
 QMap<quint32, Shortcut> CarbonKeyboardShortcuts::hotKeys()
 {
     QMap<quint32, Shortcut> result;
@@ -208,6 +227,7 @@ std::unique_ptr<HotKeyService> CarbonKeyboardShortcuts::setService(
     stopKeyEventMonitor();
     state().hotKeys.clear();
     state().eventHandler = false;
+    state().reportedWithoutModifier.clear();
     return std::exchange(state().service, std::move(service));
 }
 
@@ -263,8 +283,18 @@ void CarbonKeyboardShortcuts::stopKeyEventMonitor()
 
 void CarbonKeyboardShortcuts::printRegistrationError(const Shortcut& shortcut, OSStatus status)
 {
-    ConsoleOutput::print(QStringLiteral("Error registering hotkey ") + shortcut.description()
-        + QStringLiteral(": ") + QString::number(status));
+    ConsoleOutput::print(QStringLiteral("Error registering hotkey ")
+        + shortcut.readableDescription() + QStringLiteral(": ") + QString::number(status));
+}
+
+void CarbonKeyboardShortcuts::printMissingModifier(const Shortcut& shortcut)
+{
+    if (state().reportedWithoutModifier.contains(shortcut))
+        return;
+    state().reportedWithoutModifier.insert(shortcut);
+    ConsoleOutput::print(QStringLiteral("Hotkey ") + shortcut.readableDescription()
+        + QStringLiteral(" not registered: without Control, Option or Command it would take "
+                         "that key from every app"));
 }
 
 } // namespace KeyboardShortcuts

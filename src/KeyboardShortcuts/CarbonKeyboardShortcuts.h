@@ -23,8 +23,13 @@ public:
     // 'VNHK', sent with every hot-key identifier and checked on every hot-key event.
     static constexpr quint32 hotKeySignature = 0x564E484B;
 
-    // Every registration takes a new identifier, also one that fails.
+    // Every registration takes a new identifier, also one that fails. A shortcut without
+    // Control, Option or Command is refused (reported once), unless its key is F1 to F20: the
+    // whole desktop would lose that key.
     static void register_(const Shortcut& shortcut, Callback onKeyDown, Callback onKeyUp);
+    // Whether the service took a registration of the shortcut. It stays true while
+    // shortcuts are disabled or a menu is open, as the registration is kept meanwhile.
+    static bool isRegistered(const Shortcut& shortcut);
     // Removes every registration of the shortcut.
     static void unregister(const Shortcut& shortcut);
     // Moves to the delivery state that isEnabled and isMenuOpen call for.
@@ -53,6 +58,7 @@ private:
     static void startKeyEventMonitor();
     static void stopKeyEventMonitor();
     static void printRegistrationError(const Shortcut& shortcut, OSStatus status);
+    static void printMissingModifier(const Shortcut& shortcut);
 };
 
 } // namespace KeyboardShortcuts

@@ -167,6 +167,12 @@ QString symbol(SpecialKey key)
 
 } // namespace
 
+bool isFunctionKey(Key key)
+{
+    const auto special = specialKey(key);
+    return special && isFunctionKey(*special);
+}
+
 const QHash<Key, SpecialKey>& keyToSpecialKeyMapping()
 {
     static const QHash<Key, SpecialKey> mapping = [] {

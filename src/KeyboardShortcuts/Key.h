@@ -314,6 +314,8 @@ enum class SpecialKey {
 // The named key of every special key (53 entries), built once.
 const QHash<Key, SpecialKey>& keyToSpecialKeyMapping();
 std::optional<SpecialKey> specialKey(Key key);
+// F1 to F20, the function keys that have virtual key codes.
+bool isFunctionKey(Key key);
 
 // What a special key shows in a description ("↩", "F5", "0⃣"...).
 QString presentableDescription(SpecialKey key);

@@ -1,6 +1,7 @@
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 
 #include "KeyboardShortcuts/CarbonKeyboardShortcuts.h"
+#include "KeyboardShortcuts/ConsoleOutput.h"
 #include "KeyboardShortcuts/MenuTracker.h"
 #include "KeyboardShortcuts/NotificationCenter.h"
 #include "KeyboardShortcuts/Preferences.h"
@@ -25,6 +26,8 @@ struct State {
     bool isPaused = false;
     bool isMenuOpen = false;
     bool isInitialized = false;
+    // The names last reported as sharing each shortcut.
+    QHash<Shortcut, QStringList> reportedSharing;
 };
 
 State& state()
@@ -85,6 +88,47 @@ QSet<Shortcut> shortcutsForStreamHandlers()
     return storedShortcutsOf(state().streamKeyDownHandlers, state().streamKeyUpHandlers);
 }
 
+// Names with handlers whose stored shortcut is the given one, in alphabetical order.
+QStringList boundNamesWith(const Shortcut& shortcut)
+{
+    Preferences::standard().refreshIfChanged();
+    QSet<QString> names;
+    const auto collect = [&](const auto& handlers) {
+        for (auto it = handlers.cbegin(); it != handlers.cend(); ++it) {
+            if (!it.value().isEmpty() && storedShortcut(it.key()) == shortcut)
+                names.insert(it.key().rawValue());
+        }
+    };
+    collect(state().legacyKeyDownHandlers);
+    collect(state().legacyKeyUpHandlers);
+    collect(state().streamKeyDownHandlers);
+    collect(state().streamKeyUpHandlers);
+    QStringList sorted = names.values();
+    sorted.sort();
+    return sorted;
+}
+
+void reportSharing(const Shortcut& shortcut)
+{
+    const QStringList names = boundNamesWith(shortcut);
+    if (names.size() < 2 || state().reportedSharing.value(shortcut) == names)
+        return;
+    state().reportedSharing.insert(shortcut, names);
+    ConsoleOutput::print(QStringLiteral("Shortcut ") + shortcut.readableDescription()
+        + QStringLiteral(" is shared by ") + names.join(QStringLiteral(", "))
+        + QStringLiteral("; all of them run when it is pressed"));
+}
+
+// Registers the stored shortcut of a name that has just got a handler.
+void registerBoundName(const Name& name)
+{
+    const auto shortcut = getShortcut(name);
+    if (!shortcut)
+        return;
+    registerShortcut(*shortcut);
+    reportSharing(*shortcut);
+}
+
 void postDidChange(const Name& name)
 {
     NotificationCenter::defaultCenter().post(
@@ -94,10 +138,15 @@ void postDidChange(const Name& name)
 void userDefaultsSet(const Name& name, const Shortcut& shortcut)
 {
     const QString encoded = QString::fromUtf8(shortcut.toJson());
-    if (const auto old = getShortcut(name))
+    const auto old = getShortcut(name);
+    // Stored first: a hot key whose shortcut could not be stored would do nothing, as the
+    // handlers look for the stored one.
+    if (!Preferences::standard().set(name.preferencesKey(), encoded))
+        return;
+    if (old)
         unregisterShortcut(*old);
     registerShortcut(shortcut);
-    Preferences::standard().set(name.preferencesKey(), encoded);
+    reportSharing(shortcut);
     postDidChange(name);
 }
 
@@ -106,7 +155,8 @@ void userDefaultsDisable(const Name& name)
     const auto old = getShortcut(name);
     if (!old)
         return;
-    Preferences::standard().set(name.preferencesKey(), false);
+    if (!Preferences::standard().set(name.preferencesKey(), false))
+        return;
     unregisterShortcut(*old);
     postDidChange(name);
 }
@@ -116,7 +166,8 @@ void userDefaultsRemove(const Name& name)
     const auto old = getShortcut(name);
     if (!old)
         return;
-    Preferences::standard().remove(name.preferencesKey());
+    if (!Preferences::standard().remove(name.preferencesKey()))
+        return;
     unregisterShortcut(*old);
     postDidChange(name);
 }
@@ -151,8 +202,7 @@ void addStreamHandlers(const Name& name, const QUuid& id, const QPointer<EventSt
         if (stream)
             stream->yield(EventType::keyUp);
     });
-    if (const auto shortcut = getShortcut(name))
-        registerShortcut(*shortcut);
+    registerBoundName(name);
 }
 
 void removeStreamHandlers(const Name& name, const QUuid& id)
@@ -211,15 +261,13 @@ QSet<Name> allNames()
 void onKeyDown(const Name& name, Action action)
 {
     state().legacyKeyDownHandlers[name].append(std::move(action));
-    if (const auto shortcut = getShortcut(name))
-        registerShortcut(*shortcut);
+    registerBoundName(name);
 }
 
 void onKeyUp(const Name& name, Action action)
 {
     state().legacyKeyUpHandlers[name].append(std::move(action));
-    if (const auto shortcut = getShortcut(name))
-        registerShortcut(*shortcut);
+    registerBoundName(name);
 }
 
 std::unique_ptr<EventStream> events(const Name& name)
@@ -270,6 +318,7 @@ void removeAllHandlers()
     state().legacyKeyUpHandlers.clear();
     state().streamKeyDownHandlers.clear();
     state().streamKeyUpHandlers.clear();
+    state().reportedSharing.clear();
 }
 
 void unregisterAll()
@@ -326,6 +375,12 @@ void initialize()
 QSet<Shortcut> registeredShortcuts()
 {
     return state().registered;
+}
+
+bool isHotKeyRegistered(const Name& name)
+{
+    const auto shortcut = getShortcut(name);
+    return shortcut && CarbonKeyboardShortcuts::isRegistered(*shortcut);
 }
 
 void handleOnKeyDown(const Shortcut& shortcut)

@@ -42,6 +42,8 @@ void resetAll();
 // Every name with an entry in the preferences, without its default.
 QSet<Name> allNames();
 
+// When the name's shortcut is also another bound name's, one console line says which names
+// share it (all their handlers run when it is pressed).
 void onKeyDown(const Name& name, Action action);
 void onKeyUp(const Name& name, Action action);
 // A stream of the name's key events. Its handlers are added on the next turn of the main
@@ -83,6 +85,9 @@ void initialize();
 
 // The shortcuts currently handed to the hot-key layer.
 QSet<Shortcut> registeredShortcuts();
+// Whether the name has a stored shortcut that the system took as a hot key: false when it
+// has none, or the registration was refused.
+bool isHotKeyRegistered(const Name& name);
 
 // Called by the hot-key layer with the pressed shortcut: every handler of every name whose
 // stored shortcut (read afresh) is the pressed one.

@@ -1,7 +1,7 @@
 #include "KeyboardShortcuts/Preferences.h"
 
 #include "KeyboardShortcuts/ConsoleOutput.h"
-#include "KeyboardShortcuts/Logging.h"
+#include "KeyboardShortcuts/PreferencesFile.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -13,7 +13,13 @@
 #include <QSaveFile>
 #include <QStandardPaths>
 
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace KeyboardShortcuts {
 namespace {
@@ -26,6 +32,12 @@ QString applicationFolderName()
         return s_folderName;
     const QString name = QCoreApplication::applicationName();
     return name.isEmpty() ? QStringLiteral("KeyboardShortcuts") : name;
+}
+
+QString unwritableFolder(const QString& folder, const char* reason)
+{
+    return QStringLiteral("cannot write in the folder %1 (%2)")
+        .arg(folder, QString::fromLocal8Bit(reason));
 }
 
 } // namespace
@@ -61,7 +73,7 @@ QString Preferences::filePath()
 QVariant Preferences::object(const QString& key)
 {
     refreshIfChanged();
-    return m_values.value(key);
+    return m_values.value(key).toVariant();
 }
 
 bool Preferences::contains(const QString& key)
@@ -70,31 +82,28 @@ bool Preferences::contains(const QString& key)
     return m_values.contains(key);
 }
 
-void Preferences::set(const QString& key, const QVariant& value)
+bool Preferences::set(const QString& key, const QVariant& value)
 {
     refreshIfChanged();
-    QHash<QString, QVariant> values = m_values;
-    values.insert(key, value);
-    write(values);
+    QJsonObject values = m_values;
+    values.insert(key, QJsonValue::fromVariant(value));
+    return write(values);
 }
 
-void Preferences::remove(const QString& key)
+bool Preferences::remove(const QString& key)
 {
     refreshIfChanged();
     if (!m_values.contains(key))
-        return;
-    QHash<QString, QVariant> values = m_values;
+        return true;
+    QJsonObject values = m_values;
     values.remove(key);
-    write(values);
+    return write(values);
 }
 
 QVariantMap Preferences::dictionaryRepresentation()
 {
     refreshIfChanged();
-    QVariantMap result;
-    for (auto it = m_values.cbegin(); it != m_values.cend(); ++it)
-        result.insert(it.key(), it.value());
-    return result;
+    return m_values.toVariantMap();
 }
 
 void Preferences::refreshIfChanged()
@@ -119,44 +128,79 @@ void Preferences::load()
 {
     const QString path = filePath();
     m_loaded = true;
-    m_values.clear();
-    QFile file(path);
+    m_values = {};
     m_stamp = stampOf(path);
-    if (!m_stamp.exists || !file.open(QIODevice::ReadOnly))
+    if (!m_stamp.exists)
         return;
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
-    file.close();
-    if (error.error != QJsonParseError::NoError || !document.isObject()) {
-        setAside(path);
+    const PreferencesFile::Contents contents = PreferencesFile::read(path);
+    if (contents.outcome == PreferencesFile::Outcome::refused) {
+        setAside(path, contents.reason);
         return;
     }
-    m_values = document.object().toVariantHash();
+    if (contents.outcome == PreferencesFile::Outcome::missing)
+        return;
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(contents.bytes, &error);
+    if (error.error != QJsonParseError::NoError) {
+        setAside(path, QStringLiteral("not JSON: ") + error.errorString());
+        return;
+    }
+    if (!document.isObject()) {
+        setAside(path, QStringLiteral("not a JSON object"));
+        return;
+    }
+    m_values = document.object();
 }
 
-void Preferences::setAside(const QString& path)
+void Preferences::setAside(const QString& path, const QString& reason)
 {
     const QString aside = path + QStringLiteral(".corrupt-")
         + QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd'T'HHmmsszzz"));
+    const QString what = QStringLiteral("Unreadable preferences file (") + reason + u')';
+    // Renaming never opens what is there, whatever it is.
     if (QFile::rename(path, aside))
-        ConsoleOutput::print(QStringLiteral("Unreadable preferences file moved aside: ") + aside);
+        ConsoleOutput::print(what + QStringLiteral(" moved aside: ") + aside);
     else
-        ConsoleOutput::print(QStringLiteral("Unreadable preferences file ignored: ") + path);
+        ConsoleOutput::print(what + QStringLiteral(" ignored: ") + path);
     m_stamp = stampOf(path);
 }
 
-void Preferences::write(const QHash<QString, QVariant>& values)
+bool Preferences::write(const QJsonObject& values)
 {
     const QString path = filePath();
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QSaveFile file(path);
-    const QByteArray bytes = QJsonDocument(QJsonObject::fromVariantHash(values)).toJson();
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
-        ConsoleOutput::print(QStringLiteral("Failed to save preferences: ") + file.errorString());
-        return;
+    const QString folder = QFileInfo(path).absolutePath();
+    std::error_code folderError;
+    std::filesystem::create_directories(QFile::encodeName(folder).toStdString(), folderError);
+    if (folderError) {
+        reportSaveFailure(unwritableFolder(folder, folderError.message().c_str()));
+        return false;
     }
+    QSaveFile file(path);
+    const QByteArray bytes = QJsonDocument(values).toJson();
+    if (!file.open(QIODevice::WriteOnly)) {
+        if (::access(QFile::encodeName(folder).constData(), W_OK) != 0)
+            reportSaveFailure(unwritableFolder(folder, std::strerror(errno)));
+        else
+            reportSaveFailure(file.errorString());
+        return false;
+    }
+    if (file.write(bytes) != bytes.size() || !file.commit()) {
+        reportSaveFailure(file.errorString());
+        return false;
+    }
+    m_reportedSaveFailure.clear();
     m_values = values;
     m_stamp = stampOf(path);
+    return true;
+}
+
+void Preferences::reportSaveFailure(const QString& reason)
+{
+    // Every change tried while the folder stays unwritable fails the same way: one line.
+    if (reason == m_reportedSaveFailure)
+        return;
+    m_reportedSaveFailure = reason;
+    ConsoleOutput::print(QStringLiteral("Failed to save preferences: ") + reason);
 }
 
 } // namespace KeyboardShortcuts

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QHash>
+#include <QJsonObject>
 #include <QString>
 #include <QVariant>
 #include <QVariantMap>
@@ -12,9 +12,10 @@ namespace KeyboardShortcuts {
 // The user's preferences that the shortcuts are kept in: one JSON object in
 // $XDG_CONFIG_HOME/<folder>/preferences.json. Values keep their JSON types (a string stays a
 // string, false stays a boolean). Every change is written at once and atomically; another
-// process's change is picked up on the next read, found by a cheap check of the file. A file
-// that cannot be read as a JSON object is moved aside, reads as empty, and one console line
-// says so.
+// process's change is picked up on the next read, found by a cheap check of the file. Only a
+// regular file under 1 MB is read; anything else there, and a file that cannot be read as a
+// JSON object, is moved aside and reads as empty, and one console line says why. A change
+// that cannot be saved is not made; one console line says so until a save succeeds again.
 class Preferences {
 public:
     static Preferences& standard();
@@ -26,15 +27,16 @@ public:
 
     QVariant object(const QString& key);
     bool contains(const QString& key);
-    void set(const QString& key, const QVariant& value);
-    void remove(const QString& key);
+    // False when the change could not be saved; the value is then left as it was.
+    bool set(const QString& key, const QVariant& value);
+    bool remove(const QString& key);
     QVariantMap dictionaryRepresentation();
 
     // Re-reads the file if it changed on disk since it was last read or written.
     void refreshIfChanged();
     // The value as last read, without looking at the file: for many reads in a row after
     // one refreshIfChanged().
-    QVariant cachedObject(const QString& key) const { return m_values.value(key); }
+    QVariant cachedObject(const QString& key) const { return m_values.value(key).toVariant(); }
 
 private:
     Preferences() = default;
@@ -50,14 +52,17 @@ private:
 
     static FileStamp stampOf(const QString& path);
     void load();
-    void setAside(const QString& path);
-    void write(const QHash<QString, QVariant>& values);
+    void setAside(const QString& path, const QString& reason);
+    bool write(const QJsonObject& values);
+    void reportSaveFailure(const QString& reason);
 
     QString m_path;
     QString m_pathFolder;
     bool m_loaded = false;
     FileStamp m_stamp;
-    QHash<QString, QVariant> m_values;
+    // Kept as read: a JSON object holds its keys sorted, so it is written back in one pass.
+    QJsonObject m_values;
+    QString m_reportedSaveFailure;
 };
 
 } // namespace KeyboardShortcuts

@@ -54,6 +54,9 @@ struct Shortcut {
     // character.
     QString presentableDescription() const;
     QString description() const { return presentableDescription(); }
+    // For console lines: the presentable description, except that a key without a symbol or
+    // character is named by its code ("⌘ key code 99999").
+    QString readableDescription() const;
     // The key equivalent of a menu item: the special key's, else the key's character.
     std::optional<QString> nsMenuItemKeyEquivalent() const;
     // The key sequence that Qt's actions and Qt Quick's Shortcut take; none without a key.

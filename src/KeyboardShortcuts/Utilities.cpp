@@ -40,6 +40,15 @@ QString Shortcut::presentableDescription() const
     return modifierSymbols + (character ? capitalized(*character) : QString(replacementCharacter));
 }
 
+QString Shortcut::readableDescription() const
+{
+    if (specialKey(key()) || keyToCharacter())
+        return presentableDescription();
+    const QString modifierSymbols = KeyboardShortcuts::presentableDescription(modifiers());
+    return modifierSymbols + (modifierSymbols.isEmpty() ? QString() : QStringLiteral(" "))
+        + QStringLiteral("key code ") + QString::number(carbonKeyCode);
+}
+
 std::optional<QString> Shortcut::nsMenuItemKeyEquivalent() const
 {
     if (const auto special = specialKey(key()))

@@ -226,7 +226,68 @@ private Q_SLOTS:
         ConsoleLines console;
         setShortcut(Shortcut(Key::function, ModifierFlag::command), Name(QStringLiteral("globe")));
         QCOMPARE(console.lines(),
-            QStringList{QStringLiteral("Error registering hotkey ⌘\uFFFD: -9879")});
+            QStringList{QStringLiteral("Error registering hotkey ⌘ key code 63: -9879")});
+    }
+
+    void aKeyCodeOfNoKeyIsReportedByItsCodeAndNothingIsGrabbed()
+    {
+        ConsoleLines console;
+        const Name name(QStringLiteral("nowhere"));
+        Preferences::standard().set(name.preferencesKey(),
+            QStringLiteral("{\"carbonKeyCode\":99999,\"carbonModifiers\":256}"));
+        onKeyUp(name, [] {});
+        QCOMPARE(console.lines(),
+            QStringList{QStringLiteral("Error registering hotkey ⌘ key code 99999: -9879")});
+        QVERIFY(!isHotKeyRegistered(name));
+        QCOMPARE(CarbonKeyboardShortcuts::hotKeys().size(), 1); // the sentinel
+    }
+
+    void aHandEditedKeyWithoutModifierIsNotGrabbed()
+    {
+        ConsoleLines console;
+        const Name name(QStringLiteral("bare"));
+        Preferences::standard().set(
+            name.preferencesKey(), QStringLiteral("{\"carbonKeyCode\":0,\"carbonModifiers\":0}"));
+        Counter counter;
+        counter.bind(name);
+        QCOMPARE(console.lines(),
+            QStringList{QStringLiteral("Hotkey A not registered: without Control, Option or "
+                                       "Command it would take that key from every app")});
+        OtherClient other;
+        constexpr std::uint8_t keycodeOfA = 38;
+        QVERIFY(other.isFree(keycodeOfA, 0));
+        QVERIFY(other.isFree(keycodeOfA, XCB_MOD_MASK_2));
+        xdotool({QStringLiteral("key"), QStringLiteral("a")});
+        pressSentinel();
+        QCOMPARE(counter.downs + counter.ups, 0);
+    }
+
+    void aBareFunctionKeyIsGrabbed()
+    {
+        Counter counter;
+        const Name name(QStringLiteral("f7"));
+        setShortcut(Shortcut(Key::f7), name);
+        counter.bind(name);
+        QVERIFY(isHotKeyRegistered(name));
+        xdotool({QStringLiteral("key"), QStringLiteral("F7")});
+        QTRY_COMPARE(counter.ups, 1);
+    }
+
+    void twoNamesOnOneCombinationAreReportedAndBothRun()
+    {
+        Counter work;
+        Counter play;
+        setShortcut(optionShiftOne, Name(QStringLiteral("work")));
+        setShortcut(optionShiftOne, Name(QStringLiteral("play")));
+        ConsoleLines console;
+        work.bind(Name(QStringLiteral("work")));
+        play.bind(Name(QStringLiteral("play")));
+        QCOMPARE(console.lines(),
+            QStringList{QStringLiteral(
+                "Shortcut ⌥⇧1 is shared by play, work; all of them run when it is pressed")});
+        xdotool({QStringLiteral("key"), QStringLiteral("shift+alt+1")});
+        QTRY_COMPARE(work.ups, 1);
+        QTRY_COMPARE(play.ups, 1);
     }
 
     void disablingReleasesTheGrabsAndEnablingTakesThemBackUnderTheSameIds()

@@ -12,6 +12,8 @@
 #include <QJsonObject>
 #include <QSet>
 
+#include <sys/stat.h>
+
 using namespace std::chrono_literals;
 using DesktopFacts::WindowId;
 
@@ -71,20 +73,54 @@ int colourCount(const QImage& image, const QRect& area)
     return static_cast<int>(colours.size());
 }
 
+QString preferencesPath()
+{
+    return qEnvironmentVariable("XDG_CONFIG_HOME") + QStringLiteral("/Vantor/preferences.json");
+}
+
 QJsonObject readPreferences()
 {
-    QFile file(
-        qEnvironmentVariable("XDG_CONFIG_HOME") + QStringLiteral("/Vantor/preferences.json"));
+    QFile file(preferencesPath());
     if (!file.open(QIODevice::ReadOnly))
         return {};
     return QJsonDocument::fromJson(file.readAll()).object();
 }
 
+bool writePreferences(const QByteArray& bytes)
+{
+    QFile::remove(preferencesPath());
+    QFile file(preferencesPath());
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+// The preferences with filler entries added until the file is just under 1 MB, the most
+// that is read.
+QByteArray preferencesOfAMegabyte(const QJsonObject& preferences)
+{
+    QByteArray bytes = QJsonDocument(preferences).toJson(QJsonDocument::Compact);
+    bytes.chop(1);
+    for (int entry = 0; bytes.size() < 1024 * 1024 - 1024; ++entry)
+        bytes += ",\"filler" + QByteArray::number(entry) + "\":\"a value that nobody reads\"";
+    return bytes + '}';
+}
+
+void removeSetAsidePreferences()
+{
+    const QFileInfo info(preferencesPath());
+    for (const QString& name : info.dir().entryList(
+             {info.fileName() + QStringLiteral(".corrupt-*")}, QDir::AllEntries | QDir::System))
+        QFile::remove(info.dir().filePath(name));
+}
+
+QString shortcutKey(const QString& workspaceId)
+{
+    return QStringLiteral("KeyboardShortcuts_workspaceShortcut_") + workspaceId;
+}
+
 // The shortcut stored for a workspace: the JSON text of the entry, parsed.
 QJsonObject storedShortcut(const QString& workspaceId)
 {
-    const QJsonValue value = readPreferences().value(
-        QStringLiteral("KeyboardShortcuts_workspaceShortcut_") + workspaceId);
+    const QJsonValue value = readPreferences().value(shortcutKey(workspaceId));
     return QJsonDocument::fromJson(value.toString().toUtf8()).object();
 }
 
@@ -158,6 +194,20 @@ private:
             offset += 300;
             QTRY_VERIFY(DesktopFacts::outerFrame(window) != m_captured.value(program));
         }
+    }
+
+    // Starts the tray app and waits until the last of the ten workspaces is bound: the time
+    // that took, or -1 ms when it did not happen.
+    std::chrono::milliseconds timedStartOfTen()
+    {
+        if (!m_vantor.start())
+            return std::chrono::milliseconds(-1);
+        if (!m_vantor.waitForLines(kRegistered + QStringLiteral("Extra 8 at slot 7"), 1, 60s)) {
+            qWarning().noquote() << m_vantor.describe();
+            return std::chrono::milliseconds(-1);
+        }
+        return std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::steady_clock::now() - m_vantor.startedAt());
     }
 
     void quitEyes()
@@ -395,6 +445,137 @@ private Q_SLOTS:
         const QList<int> digitKeyCodes = {18, 19, 20, 21, 23, 22, 26, 28, 25, 29};
         for (int index = 0; index < 10; ++index)
             QCOMPARE(storedShortcut(m_workspaceIds.at(index)), shortcut(digitKeyCodes.at(index)));
+    }
+
+    // The hostile preferences below start from the ten workspaces above, Vantor stopped.
+
+    void aFifoAsPreferencesFileHoldsUpNeitherStartNorSigterm()
+    {
+        const QJsonObject saved = readPreferences();
+        QVERIFY(QFile::remove(preferencesPath()));
+        QCOMPARE(::mkfifo(QFile::encodeName(preferencesPath()).constData(), 0600), 0);
+
+        QVERIFY(timedStartOfTen().count() >= 0);
+        QCOMPARE(m_vantor.countLinesStartingWith(QStringLiteral(
+                     "Unreadable preferences file (a FIFO, not a regular file) moved aside: ")),
+            1);
+        stopVantor();
+        // Given afresh, the defaults are the same as before.
+        QCOMPARE(readPreferences(), saved);
+        removeSetAsidePreferences();
+    }
+
+    void aLargePreferencesFileAddsAtMostASecondToTheStart()
+    {
+        const QJsonObject saved = readPreferences();
+        const auto usual = timedStartOfTen();
+        stopVantor();
+
+        QVERIFY(writePreferences(preferencesOfAMegabyte(saved)));
+        const auto megabyte = timedStartOfTen();
+        stopVantor();
+        QVERIFY(megabyte.count() >= 0);
+        QVERIFY2(megabyte <= usual + 1s,
+            qPrintable(QStringLiteral("%1 ms with 1 MB of preferences, %2 ms without")
+                           .arg(megabyte.count())
+                           .arg(usual.count())));
+        QCOMPARE(storedShortcut(m_workspaceIds.at(1)), shortcut(19));
+
+        // 42 MB is set aside unread.
+        QFile file(preferencesPath());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(file.resize(42 * 1024 * 1024));
+        file.close();
+        const auto huge = timedStartOfTen();
+        stopVantor();
+        QVERIFY(huge.count() >= 0);
+        QVERIFY2(huge <= usual + 1s,
+            qPrintable(QStringLiteral("%1 ms with 42 MB of preferences, %2 ms without")
+                           .arg(huge.count())
+                           .arg(usual.count())));
+        QCOMPARE(m_vantor.countLinesStartingWith(
+                     QStringLiteral("Unreadable preferences file (44040192 bytes, more than the "
+                                    "1048576 a preferences file may hold) moved aside: ")),
+            1);
+        QCOMPARE(readPreferences(), saved);
+        removeSetAsidePreferences();
+    }
+
+    void anUnwritableConfigFolderIsReportedAndNothingIsGrabbed()
+    {
+        // A file where the folder belongs: not even root can write there.
+        const QString config = QDir::homePath() + QStringLiteral("/unwritable-config");
+        QVERIFY(QDir().mkpath(config));
+        QFile inTheWay(config + QStringLiteral("/Vantor"));
+        QVERIFY(inTheWay.open(QIODevice::WriteOnly));
+        inTheWay.close();
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config);
+
+        const QString failure
+            = QStringLiteral("Failed to save preferences: cannot write in the folder ") + config
+            + QStringLiteral("/Vantor (");
+        QVERIFY(m_vantor.start({}, environment));
+        QTRY_VERIFY2_WITH_TIMEOUT(
+            m_vantor.countLinesStartingWith(failure) == 1, m_vantor.describe(), 30000);
+        // The bindings follow that line within the same step of the start; let it end.
+        QTest::qWait(1000);
+        XProbe& probe = TestDesktop::instance()->probe();
+        constexpr std::uint8_t keycodeOfOne = 10;
+        constexpr std::uint16_t shiftAlt = 0x01 | 0x08;
+        QVERIFY(probe.isKeyFree(keycodeOfOne, shiftAlt));
+        stopVantor();
+        QCOMPARE(m_vantor.countLinesStartingWith(failure), 1);
+        QCOMPARE(m_vantor.countLinesStartingWith(kRegistered), 0);
+        QDir(config).removeRecursively();
+    }
+
+    void handEditedShortcutsAreReportedAndABareKeyStaysFree()
+    {
+        const QJsonObject saved = readPreferences();
+        QJsonObject edited = saved;
+        const auto setEntry = [&edited, this](int index, int keyCode, int modifiers) {
+            edited.insert(shortcutKey(m_workspaceIds.at(index)),
+                QStringLiteral("{\"carbonKeyCode\":%1,\"carbonModifiers\":%2}")
+                    .arg(keyCode)
+                    .arg(modifiers));
+        };
+        setEntry(0, 0, 0); // Work: a bare A
+        setEntry(2, 19, 2560); // Extra 3: Sentinel's Shift+Option+2
+        setEntry(3, 99999, 256); // Extra 4: Command and no key at all
+        QVERIFY(writePreferences(QJsonDocument(edited).toJson()));
+
+        QVERIFY(timedStartOfTen().count() >= 0);
+        QCOMPARE(m_vantor.countLines(QStringLiteral("Hotkey A not registered: without Control, "
+                                                    "Option or Command it would take that key "
+                                                    "from every app")),
+            1);
+        QStringList sharing{QStringLiteral("workspaceShortcut_") + m_workspaceIds.at(1),
+            QStringLiteral("workspaceShortcut_") + m_workspaceIds.at(2)};
+        sharing.sort();
+        QCOMPARE(m_vantor.countLines(QStringLiteral("Shortcut ⌥⇧2 is shared by ")
+                     + sharing.join(QStringLiteral(", "))
+                     + QStringLiteral("; all of them run when it is pressed")),
+            1);
+        QCOMPARE(
+            m_vantor.countLines(QStringLiteral("Error registering hotkey ⌘ key code 99999: -9879")),
+            1);
+        QCOMPARE(m_vantor.countLines(kRegistered + QStringLiteral("Work at slot 0")), 0);
+        QCOMPARE(m_vantor.countLines(kRegistered + QStringLiteral("Extra 4 at slot 3")), 0);
+        QCOMPARE(m_vantor.countLinesStartingWith(kRegistered), 6);
+
+        XProbe& probe = TestDesktop::instance()->probe();
+        constexpr std::uint8_t keycodeOfA = 38;
+        QVERIFY(probe.isKeyFree(keycodeOfA, 0));
+        // Both workspaces on Shift+Option+2 run, each finding the calculator running.
+        const int calculators = m_vantor.countLines(kCalcRunning);
+        xdotool({QStringLiteral("key"), QStringLiteral("shift+alt+2")});
+        QVERIFY2(m_vantor.waitForLines(kCalcRunning, calculators + 2), m_vantor.describe());
+
+        QVERIFY2(m_vantor.terminate(), m_vantor.describe());
+        QVERIFY2(m_vantor.exitedWith(0), m_vantor.describe());
+        QVERIFY2(m_vantor.standardError().isEmpty(), m_vantor.describe());
+        QVERIFY(writePreferences(QJsonDocument(saved).toJson()));
     }
 };
 

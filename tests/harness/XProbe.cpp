@@ -129,3 +129,15 @@ bool XProbe::isViewable(std::uint32_t window) const
         d->connection, xcb_get_window_attributes(d->connection, window), nullptr));
     return reply && reply->map_state == XCB_MAP_STATE_VIEWABLE;
 }
+
+bool XProbe::isKeyFree(std::uint8_t keycode, std::uint16_t modifiers) const
+{
+    const auto cookie = xcb_grab_key_checked(
+        d->connection, 1, d->root, modifiers, keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+    const Reply<xcb_generic_error_t> error(xcb_request_check(d->connection, cookie));
+    if (error)
+        return false;
+    xcb_ungrab_key(d->connection, keycode, d->root, modifiers);
+    xcb_flush(d->connection);
+    return true;
+}

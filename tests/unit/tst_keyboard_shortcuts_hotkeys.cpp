@@ -298,6 +298,109 @@ private Q_SLOTS:
         QCOMPARE(name.shortcut(), optionShiftOne);
     }
 
+    void aStoredShortcutWithoutModifierIsNotRegisteredAndReportedOnce()
+    {
+        const Name bare(QStringLiteral("bare"));
+        // As a hand-edited preferences file has it.
+        QVERIFY(Preferences::standard().set(
+            bare.preferencesKey(), QString::fromUtf8(Shortcut(Key::a).toJson())));
+        ShortcutConsoleCapture console;
+        onKeyDown(bare, [] {});
+        onKeyUp(bare, [] {});
+        disable(bare);
+        enable(bare);
+        QCOMPARE(console.lines(),
+            QStringList{QStringLiteral("Hotkey A not registered: without Control, Option or "
+                                       "Command it would take that key from every app")});
+        QCOMPARE(m_service->registerCalls, 0);
+        QVERIFY(CarbonKeyboardShortcuts::hotKeys().isEmpty());
+        QVERIFY(!isHotKeyRegistered(bare));
+    }
+
+    void shiftOrFunctionAloneIsNoModifierButAFunctionKeyNeedsNone()
+    {
+        Calls calls;
+        ShortcutConsoleCapture console;
+        const Shortcut shiftA(Key::a, ModifierFlag::shift);
+        const Shortcut functionB(Key::b.rawValue, CarbonModifier::function);
+        const Shortcut escape(Key::escape);
+        for (const Shortcut& refused : {shiftA, functionB, escape})
+            CarbonKeyboardShortcuts::register_(refused, calls.down(), calls.up());
+        QCOMPARE(console.lines().size(), 3);
+        QVERIFY(console.lines().first().startsWith(QStringLiteral("Hotkey ⇧A not registered: ")));
+        QCOMPARE(m_service->registerCalls, 0);
+
+        for (const Key& key : {Key::f1, Key::f5, Key::f20})
+            CarbonKeyboardShortcuts::register_(Shortcut(key), calls.down(), calls.up());
+        CarbonKeyboardShortcuts::register_(controlA, calls.down(), calls.up());
+        QCOMPARE(m_service->live.size(), size_t(4));
+        QCOMPARE(console.lines().size(), 3);
+    }
+
+    void anUnknownKeyCodeIsNamedByItsCode()
+    {
+        Calls calls;
+        const Shortcut unknown(99999, CarbonModifier::cmdKey);
+        m_service->heldByOthers.insert(FakeHotKeyService::combinationOf(unknown));
+        ShortcutConsoleCapture console;
+        CarbonKeyboardShortcuts::register_(unknown, calls.down(), calls.up());
+        QCOMPARE(console.lines(),
+            QStringList{QStringLiteral("Error registering hotkey ⌘ key code 99999: -9878")});
+        QCOMPARE(Shortcut(-7).readableDescription(), QStringLiteral("key code -7"));
+        QCOMPARE(optionShiftOne.readableDescription(), QStringLiteral("⌥⇧1"));
+        QCOMPARE(Shortcut(Key::f5).readableDescription(), QStringLiteral("F5"));
+    }
+
+    void namesSharingAShortcutAreReportedInOneLine()
+    {
+        const Name work(QStringLiteral("work"));
+        const Name play(QStringLiteral("play"));
+        const Name more(QStringLiteral("more"));
+        for (const Name& name : {work, play, more})
+            setShortcut(optionShiftOne, name);
+        ShortcutConsoleCapture console;
+        for (const Name& name : {work, play}) {
+            onKeyDown(name, [] {});
+            onKeyUp(name, [] {});
+        }
+        QCOMPARE(console.lines(),
+            QStringList{QStringLiteral(
+                "Shortcut ⌥⇧1 is shared by play, work; all of them run when it is pressed")});
+        onKeyUp(more, [] {});
+        QCOMPARE(console.lines().size(), 2);
+        QCOMPARE(console.lines().last(),
+            QStringLiteral(
+                "Shortcut ⌥⇧1 is shared by more, play, work; all of them run when it is pressed"));
+        QVERIFY(isHotKeyRegistered(work) && isHotKeyRegistered(play));
+
+        // A name given the shortcut of a bound one, once it is bound itself.
+        const Name late(QStringLiteral("late"));
+        onKeyUp(late, [] {});
+        setShortcut(controlA, late);
+        QCOMPARE(console.lines().size(), 2);
+        setShortcut(optionShiftOne, late);
+        QCOMPARE(console.lines().size(), 3);
+        QVERIFY(console.lines().last().startsWith(
+            QStringLiteral("Shortcut ⌥⇧1 is shared by late, more, play, work;")));
+    }
+
+    void aNameIsRegisteredOnlyWhileTheServiceHoldsItsShortcut()
+    {
+        const Name name(QStringLiteral("held"));
+        QVERIFY(!isHotKeyRegistered(name));
+        setShortcut(controlA, name);
+        QVERIFY(isHotKeyRegistered(name));
+        setEnabled(false);
+        QVERIFY(isHotKeyRegistered(name));
+        setEnabled(true);
+        m_service->heldByOthers.insert(FakeHotKeyService::combinationOf(commandOne));
+        ShortcutConsoleCapture console;
+        setShortcut(commandOne, name);
+        QVERIFY(!isHotKeyRegistered(name));
+        setShortcut(std::nullopt, name);
+        QVERIFY(!isHotKeyRegistered(name));
+    }
+
     void linuxReservesNothingThatCanBeListed()
     {
         QVERIFY(CarbonKeyboardShortcuts::system().isEmpty());
