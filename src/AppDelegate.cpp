@@ -177,9 +177,9 @@ void AppDelegate::registerShortcutsFromWorkspaces()
         const QUuid id = workspace->id();
         const KeyboardShortcuts::Name name = workspaceShortcutName(id);
         KeyboardShortcuts::onKeyUp(name, [this, id] { activateWorkspace(id); });
-        // Only a hot key the system took is announced; the shortcut library has said why
-        // another one was not taken.
-        if (!KeyboardShortcuts::isHotKeyRegistered(name))
+        // A stored shortcut whose hot key the system refused is not announced: the shortcut
+        // library has said why it was not taken.
+        if (KeyboardShortcuts::getShortcut(name) && !KeyboardShortcuts::isHotKeyRegistered(name))
             continue;
         Console::print(QStringLiteral("✅ Registered shortcut for ") + workspace->name()
             + QStringLiteral(" at slot ") + QString::number(slot));

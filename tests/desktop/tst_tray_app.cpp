@@ -518,15 +518,15 @@ private Q_SLOTS:
         QVERIFY(m_vantor.start({}, environment));
         QTRY_VERIFY2_WITH_TIMEOUT(
             m_vantor.countLinesStartingWith(failure) == 1, m_vantor.describe(), 30000);
-        // The bindings follow that line within the same step of the start; let it end.
-        QTest::qWait(1000);
+        // No shortcut could be stored, so none is grabbed; the handlers are bound all the same.
+        QVERIFY2(m_vantor.waitForLines(kRegistered + QStringLiteral("Work at slot 0")),
+            m_vantor.describe());
         XProbe& probe = TestDesktop::instance()->probe();
         constexpr std::uint8_t keycodeOfOne = 10;
         constexpr std::uint16_t shiftAlt = 0x01 | 0x08;
         QVERIFY(probe.isKeyFree(keycodeOfOne, shiftAlt));
         stopVantor();
         QCOMPARE(m_vantor.countLinesStartingWith(failure), 1);
-        QCOMPARE(m_vantor.countLinesStartingWith(kRegistered), 0);
         QDir(config).removeRecursively();
     }
 
