@@ -27,5 +27,7 @@ Group storeBenchmarks();
 Group applicationBenchmarks();
 // The tray app and the command line as whole processes.
 Group shellBenchmarks();
+// Launching closed apps until their windows stand on their frames.
+Group launchBenchmarks();
 
 } // namespace Bench
