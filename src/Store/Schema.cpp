@@ -116,6 +116,9 @@ int currentVersion()
 
 State inspect(Database& database)
 {
+    // One snapshot: an upgrade committed between reading the version and the tables
+    // would otherwise look like another program's database.
+    Transaction snapshot(database, Transaction::Kind::Read);
     const qint64 version = usableVersion(database);
     if (version < currentVersion())
         return State::NeedsUpgrade;
@@ -124,24 +127,19 @@ State inspect(Database& database)
 
 void upgrade(Database& database)
 {
-    // In exclusive locking mode the lock taken by BEGIN EXCLUSIVE is kept after COMMIT, so
-    // that the journal mode can be switched with no reader in the way: SQLite does not wait
-    // for readers there, as it would risk a deadlock.
-    database.execute("PRAGMA locking_mode = EXCLUSIVE");
-    Transaction check(database, Transaction::Kind::Exclusive);
+    // Taken in the normal locking mode: on a file that another process has meanwhile
+    // switched to WAL this waits for its writer only, not for its readers to go.
+    Transaction transaction(database, Transaction::Kind::Exclusive);
     // Another process may have upgraded the file while this one waited for the lock.
     const qint64 version = usableVersion(database);
     const bool inWal = isInWal(database);
     if (inWal && version == currentVersion())
         return;
     refuseDamaged(database);
-    check.commit();
-
+    // Keeps the lock past COMMIT, so that the journal mode can be switched with no reader
+    // in the way: SQLite does not wait for readers there, as it would risk a deadlock.
     if (!inWal)
-        database.execute("PRAGMA journal_mode = WAL");
-    if (version == currentVersion())
-        return;
-    Transaction transaction(database, Transaction::Kind::Write);
+        database.execute("PRAGMA locking_mode = EXCLUSIVE");
     for (auto step = version; step < currentVersion(); ++step) {
         qCInfo(lcStore) << "Upgrading" << database.path() << "to schema version" << step + 1;
         steps.at(size_t(step))(database);
@@ -149,6 +147,8 @@ void upgrade(Database& database)
     database.execute(
         QByteArray("PRAGMA user_version = " + QByteArray::number(currentVersion())).constData());
     transaction.commit();
+    if (!inWal)
+        database.execute("PRAGMA journal_mode = WAL");
 }
 
 } // namespace Store::Schema
