@@ -35,12 +35,21 @@ WorkspacePtr benchWorkspace(int index)
         QStringLiteral("notes"), apps);
 }
 
+std::unique_ptr<ModelContainer> openStore(const QString& path)
+{
+    QString error;
+    auto container = ModelContainer::open(path, &error);
+    if (!container)
+        qFatal("%s", qPrintable(ModelContainer::openFailureMessage(path, error)));
+    return container;
+}
+
 // Every fetch on a new container: a new connection and no records known yet, as at start-up.
 double fetchAllMs(const QString& path)
 {
     std::vector<double> runs;
     for (int run = 0; run < 9; ++run) {
-        auto container = ModelContainer::openOrStop(path);
+        auto container = openStore(path);
         QElapsedTimer timer;
         timer.start();
         const auto fetched = container->mainContext().fetchWorkspaces();
@@ -54,7 +63,7 @@ double fetchAllMs(const QString& path)
 
 double createMs(const QString& path)
 {
-    auto container = ModelContainer::openOrStop(path);
+    auto container = openStore(path);
     FakeWindowSystem windows;
     FakeApplications applications;
     const WindowManager windowManager(windows, applications);
@@ -77,7 +86,7 @@ void run()
         + QStringLiteral("/store-bench-XXXXXX"));
     const QString path = directory.filePath(QStringLiteral("Vantor.sqlite"));
     {
-        auto container = ModelContainer::openOrStop(path);
+        auto container = openStore(path);
         for (int i = 0; i < workspaceCount; ++i)
             container->mainContext().insert(benchWorkspace(i));
         if (const auto error = container->mainContext().save())

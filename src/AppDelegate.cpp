@@ -1,6 +1,7 @@
 #include "AppDelegate.h"
 
 #include "Shell/MainWindow.h"
+#include "Shell/StoreFailure.h"
 #include "Store/ModelContainer.h"
 #include "Util/Console.h"
 #include "Util/DefaultKeyboardShortcuts.h"
@@ -58,7 +59,13 @@ QString AppDelegate::didUpdateShortcuts()
 void AppDelegate::applicationDidFinishLaunching()
 {
     m_modelContainer = &sharedModelContainer();
-    m_modelContext = m_modelContainer->makeContext();
+    QString error;
+    m_modelContext = m_modelContainer->makeContext(&error);
+    if (!m_modelContext) {
+        StoreFailure::report(error);
+        QCoreApplication::exit(1);
+        return;
+    }
 
     m_statusItem = std::make_unique<QSystemTrayIcon>(QIcon(QStringLiteral(":/images/logo-bw.svg")));
     m_statusItem->setToolTip(QStringLiteral("Vantor"));

@@ -26,7 +26,8 @@ public:
     ~AppDelegate() override;
 
     // Opens the store, puts the icon in the tray, builds its menu, shows the main window,
-    // binds the workspaces' shortcuts and follows shortcut changes.
+    // binds the workspaces' shortcuts and follows shortcut changes. When the shell's own
+    // connection to the store cannot be opened, tells the user and ends Vantor (status 1).
     void applicationDidFinishLaunching();
 
     // Rebuilds the tray menu from the stored workspaces.

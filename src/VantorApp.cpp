@@ -5,6 +5,8 @@
 #include "Platform/SingleInstance.h"
 #include "Platform/UnixSignalWatcher.h"
 #include "Shell/MainWindow.h"
+#include "Shell/StoreFailure.h"
+#include "Store/ModelContainer.h"
 #include "Util/Services.h"
 
 #include <QApplication>
@@ -42,6 +44,13 @@ int run(int argc, char** argv)
     SingleInstance instance(QStringLiteral("vantor-instance"));
     if (!instance.claim())
         return instance.forwardedToPrimary() ? 0 : 1;
+
+    // Opened before anything is shown, so that a store that cannot be used ends Vantor
+    // with its reason rather than a tray icon over nothing.
+    if (const auto& store = openSharedModelContainer(); !store.ok()) {
+        StoreFailure::report(*store.error);
+        return 1;
+    }
 
     UnixSignalWatcher signals;
     QObject::connect(

@@ -18,10 +18,25 @@ namespace {
 
 // The real desktop and the store.
 struct Session {
+    explicit Session(ModelContainer& store)
+        : manager(std::make_unique<CacheManager>(store.mainContext(), services->windowManager()))
+    {
+    }
+
     std::unique_ptr<Services> services = std::make_unique<Services>();
-    std::unique_ptr<CacheManager> manager = std::make_unique<CacheManager>(
-        sharedModelContainer().mainContext(), services->windowManager());
+    std::unique_ptr<CacheManager> manager;
 };
+
+// A session on the user's store; null after printing why the store cannot be opened.
+std::unique_ptr<Session> openSession()
+{
+    const auto& store = openSharedModelContainer();
+    if (!store.ok()) {
+        fail(RuntimeFailure, *store.error);
+        return nullptr;
+    }
+    return std::make_unique<Session>(*store.value);
+}
 
 struct ActivateOptions {
     QString workspace;
@@ -126,8 +141,10 @@ int list(const Invocation& invocation)
 {
     if (!invocation.arguments.isEmpty())
         return fail(UsageError, QStringLiteral("usage: vantor list [--json]"));
-    Session session;
-    const auto workspaces = session.manager->fetchAllWorkspaces();
+    const auto session = openSession();
+    if (!session)
+        return RuntimeFailure;
+    const auto workspaces = session->manager->fetchAllWorkspaces();
     if (invocation.json) {
         QJsonArray array;
         for (const auto& workspace : workspaces)
@@ -144,8 +161,10 @@ int show(const Invocation& invocation)
 {
     if (invocation.arguments.size() != 1)
         return fail(UsageError, QStringLiteral("usage: vantor show NAME [--json]"));
-    Session session;
-    const auto workspace = findWorkspace(session, invocation.arguments.first());
+    const auto session = openSession();
+    if (!session)
+        return RuntimeFailure;
+    const auto workspace = findWorkspace(*session, invocation.arguments.first());
     if (!workspace)
         return UsageError;
     output(invocation.json ? Json::text(Json::workspace(*workspace)) : details(*workspace));
@@ -183,8 +202,10 @@ int capture(const Invocation& invocation)
         return fail(UsageError, QStringLiteral("usage: vantor capture NAME [APP_ID...]"));
     const QString name = invocation.arguments.first();
     const QStringList wanted = invocation.arguments.mid(1);
-    Session session;
-    QList<AppInfoPtr> apps = session.services->runningApps().get();
+    const auto session = openSession();
+    if (!session)
+        return RuntimeFailure;
+    QList<AppInfoPtr> apps = session->services->runningApps().get();
     if (!wanted.isEmpty()) {
         apps.removeIf([&wanted](const AppInfoPtr& app) {
             return !app->bundleIdentifier() || !wanted.contains(*app->bundleIdentifier());
@@ -198,11 +219,13 @@ int capture(const Invocation& invocation)
     }
     if (apps.isEmpty())
         return fail(RuntimeFailure, QStringLiteral("no running apps to capture"));
-    const auto workspace = WorkspaceCapture::createWorkspace(
-        name, apps, session.services->runningApps(), *session.manager);
-    if (session.manager->context().hasChanges())
-        return fail(RuntimeFailure, QStringLiteral("the workspace could not be saved"));
-    output(invocation.json ? Json::text(Json::workspace(*workspace)) : details(*workspace));
+    const auto created = WorkspaceCapture::createWorkspace(
+        name, apps, session->services->runningApps(), *session->manager);
+    if (!created.ok())
+        return fail(RuntimeFailure,
+            QStringLiteral("the workspace could not be saved: ") + *created.error);
+    const Workspace& workspace = *created.value;
+    output(invocation.json ? Json::text(Json::workspace(workspace)) : details(workspace));
     return Success;
 }
 
@@ -211,14 +234,16 @@ int activate(const Invocation& invocation)
     const std::optional<ActivateOptions> options = activateOptions(invocation.arguments);
     if (!options)
         return UsageError;
-    Session session;
-    const WindowManager& windowManager = session.services->windowManager();
+    const auto session = openSession();
+    if (!session)
+        return RuntimeFailure;
+    const WindowManager& windowManager = session->services->windowManager();
     if (options->timeout) {
         LaunchSettings settings = windowManager.launchSettings();
         settings.timeout = *options->timeout;
         windowManager.setLaunchSettings(settings);
     }
-    const auto workspace = findWorkspace(session, options->workspace);
+    const auto workspace = findWorkspace(*session, options->workspace);
     if (!workspace)
         return UsageError;
     const auto activation = std::make_shared<Activation>(workspace->apps());
@@ -244,14 +269,15 @@ int update(const Invocation& invocation)
     const bool replace = arguments.removeAll(QStringLiteral("--replace")) > 0;
     if (arguments.size() != 1)
         return fail(UsageError, QStringLiteral("usage: vantor update NAME [--replace]"));
-    Session session;
-    const auto workspace = findWorkspace(session, arguments.first());
+    const auto session = openSession();
+    if (!session)
+        return RuntimeFailure;
+    const auto workspace = findWorkspace(*session, arguments.first());
     if (!workspace)
         return UsageError;
-    WorkspaceCapture::updateWorkspace(
-        workspace, replace, session.services->runningApps(), *session.manager);
-    if (session.manager->context().hasChanges())
-        return fail(RuntimeFailure, QStringLiteral("the workspace could not be saved"));
+    if (const auto error = WorkspaceCapture::updateWorkspace(
+            workspace, replace, session->services->runningApps(), *session->manager))
+        return fail(RuntimeFailure, QStringLiteral("the workspace could not be saved: ") + *error);
     if (invocation.json)
         output(Json::text(Json::workspace(*workspace)));
     return Success;
@@ -261,13 +287,15 @@ int remove(const Invocation& invocation)
 {
     if (invocation.arguments.size() != 1)
         return fail(UsageError, QStringLiteral("usage: vantor delete NAME"));
-    Session session;
+    const auto session = openSession();
+    if (!session)
+        return RuntimeFailure;
     const QString name = invocation.arguments.first();
-    if (!session.manager->fetchWorkspace(name))
+    if (!session->manager->fetchWorkspace(name))
         return fail(UsageError, QStringLiteral("no workspace named '%1'").arg(name));
-    session.manager->deleteWorkspace(name);
-    if (session.manager->context().hasChanges())
-        return fail(RuntimeFailure, QStringLiteral("the workspace could not be deleted"));
+    if (const auto error = session->manager->deleteWorkspace(name))
+        return fail(
+            RuntimeFailure, QStringLiteral("the workspace could not be deleted: ") + *error);
     return Success;
 }
 

@@ -1,6 +1,8 @@
 #include "Store/Database.h"
 
 #include <QFile>
+#include <QFileInfo>
+#include <QUrl>
 
 namespace Store {
 namespace {
@@ -13,9 +15,29 @@ QString messageOf(sqlite3* database)
     return QString::fromUtf8(sqlite3_errmsg(database));
 }
 
+// SQLite's own words, led by what they mean for the user where that is not plain.
 StoreError errorOf(sqlite3* database)
 {
-    return StoreError(messageOf(database), sqlite3_extended_errcode(database));
+    const int code = sqlite3_extended_errcode(database);
+    const QString message = messageOf(database);
+    if ((code & 0xff) == SQLITE_FULL)
+        return StoreError(QStringLiteral("disk full (%1)").arg(message), code);
+    if ((code & 0xff) == SQLITE_READONLY)
+        return StoreError(QStringLiteral("the store file is read-only (%1)").arg(message), code);
+    return StoreError(message, code);
+}
+
+// A read-only connection to a file in WAL mode needs the -shm file, which it can neither
+// create in a read-only folder nor grow on a full disk. Without a write-ahead log to read
+// (the last writer closed cleanly), the file alone holds everything: open it as immutable,
+// which creates no file and takes no lock. With a log, only SQLite can read it.
+QByteArray readOnlyName(const QString& path, int* flags)
+{
+    const QFileInfo wal(path + QStringLiteral("-wal"));
+    if (wal.exists() && wal.size() > 0)
+        return QFile::encodeName(path);
+    *flags |= SQLITE_OPEN_URI;
+    return QUrl::fromLocalFile(path).toEncoded() + "?immutable=1";
 }
 
 } // namespace
@@ -146,24 +168,32 @@ bool Statement::isNull(int column) const
     return sqlite3_column_type(m_handle.get(), column) == SQLITE_NULL;
 }
 
-Database::Database(DatabaseHandle handle, QString path)
-    : m_handle(std::move(handle)), m_path(std::move(path))
+Database::Database(DatabaseHandle handle, QString path, Access access)
+    : m_handle(std::move(handle)), m_path(std::move(path)), m_access(access)
 {
 }
 
-std::unique_ptr<Database> Database::open(const QString& path)
+std::unique_ptr<Database> Database::open(const QString& path, Access access)
 {
-    sqlite3* raw = nullptr;
     // NOMUTEX: a connection belongs to one context, which is used on one thread only.
-    const int result = sqlite3_open_v2(QFile::encodeName(path).constData(), &raw,
-        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    int flags = SQLITE_OPEN_NOMUTEX;
+    QByteArray name;
+    if (access == Access::ReadWrite) {
+        flags |= SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+        name = QFile::encodeName(path);
+    } else {
+        flags |= SQLITE_OPEN_READONLY;
+        name = readOnlyName(path, &flags);
+    }
+    sqlite3* raw = nullptr;
+    const int result = sqlite3_open_v2(name.constData(), &raw, flags, nullptr);
     DatabaseHandle handle(raw);
     if (result != SQLITE_OK)
         throw StoreError(
-            handle ? messageOf(handle.get()) : QString::fromUtf8(sqlite3_errstr(result)));
+            handle ? messageOf(handle.get()) : QString::fromUtf8(sqlite3_errstr(result)), result);
     sqlite3_extended_result_codes(handle.get(), 1);
     sqlite3_busy_timeout(handle.get(), busyTimeoutMs);
-    std::unique_ptr<Database> database(new Database(std::move(handle), path));
+    std::unique_ptr<Database> database(new Database(std::move(handle), path, access));
     // Connection settings only: none of these reads or writes the file.
     database->execute("PRAGMA foreign_keys = ON");
     database->execute("PRAGMA synchronous = NORMAL");
@@ -216,7 +246,17 @@ Transaction::Transaction(Database& database, Kind kind) : m_database(database)
 {
     // A writer takes the write lock up front, so a busy store is waited for here rather
     // than failing half-way through.
-    m_database.execute(kind == Kind::Write ? "BEGIN IMMEDIATE" : "BEGIN DEFERRED");
+    switch (kind) {
+    case Kind::Read:
+        m_database.execute("BEGIN DEFERRED");
+        break;
+    case Kind::Write:
+        m_database.execute("BEGIN IMMEDIATE");
+        break;
+    case Kind::Exclusive:
+        m_database.execute("BEGIN EXCLUSIVE");
+        break;
+    }
 }
 
 Transaction::~Transaction()

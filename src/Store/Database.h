@@ -22,11 +22,13 @@ public:
     {
     }
     QString message() const { return m_message; }
-    // Another connection held a lock longer than the busy timeout allows, or SQLite gave
-    // up waiting to avoid a deadlock; trying again later may succeed.
-    bool isBusy() const
+    // The file or its folder cannot be written, or the disk is full: the store can still
+    // be read.
+    bool isWriteDenied() const
     {
-        return (m_code & 0xff) == SQLITE_BUSY || (m_code & 0xff) == SQLITE_LOCKED;
+        const int primary = m_code & 0xff;
+        return primary == SQLITE_READONLY || primary == SQLITE_FULL
+            || m_code == SQLITE_IOERR_SHMSIZE;
     }
 
 private:
@@ -80,12 +82,21 @@ private:
 // One connection to the store file.
 class Database {
 public:
-    // Opens (or creates) the file with foreign keys on and a busy timeout, so that other
-    // connections and processes writing at the same time are waited for, not failed.
-    static std::unique_ptr<Database> open(const QString& path);
+    enum class Access {
+        ReadWrite, // creates the file when missing
+        // Never writes the file nor creates anything beside it, for a store that cannot be
+        // written: its folder or file is read-only, or the disk is full.
+        ReadOnly,
+    };
+
+    // Opens the file with foreign keys on and a busy timeout, so that other connections
+    // and processes writing at the same time are waited for (by SQLite, for up to 5 s),
+    // not failed.
+    static std::unique_ptr<Database> open(const QString& path, Access access = Access::ReadWrite);
 
     sqlite3* handle() const { return m_handle.get(); }
     QString path() const { return m_path; }
+    Access access() const { return m_access; }
 
     void execute(const char* sql);
     // A fresh statement; reads use these so that no read stays open once it is done.
@@ -99,17 +110,19 @@ public:
     QString errorMessage() const;
 
 private:
-    Database(DatabaseHandle handle, QString path);
+    Database(DatabaseHandle handle, QString path, Access access);
 
     DatabaseHandle m_handle;
     QString m_path;
+    Access m_access;
     std::unordered_map<const char*, std::unique_ptr<Statement>> m_statements;
 };
 
 // BEGIN on construction, ROLLBACK on destruction unless commit() succeeded.
 class Transaction {
 public:
-    enum class Kind { Read, Write };
+    // Exclusive keeps readers out too, e.g. while the schema changes.
+    enum class Kind { Read, Write, Exclusive };
     Transaction(Database& database, Kind kind);
     ~Transaction();
     Transaction(const Transaction&) = delete;

@@ -12,8 +12,11 @@
 
 using namespace Store;
 
-ModelContext::ModelContext(std::unique_ptr<Database> database)
-    : m_database(std::move(database)), m_identities(std::make_unique<IdentityMap>())
+ModelContext::ModelContext(
+    std::unique_ptr<Database> database, std::optional<QString> readOnlyReason)
+    : m_database(std::move(database)),
+      m_readOnlyReason(std::move(readOnlyReason)),
+      m_identities(std::make_unique<IdentityMap>())
 {
 }
 
@@ -67,10 +70,12 @@ bool ModelContext::hasChanges() const
         [](const WorkspacePtr& workspace) { return hasUnsavedChanges(*workspace); });
 }
 
-std::optional<QString> ModelContext::save()
+SaveResult ModelContext::save()
 {
     if (!hasChanges())
         return std::nullopt;
+    if (m_readOnlyReason)
+        return m_readOnlyReason;
     try {
         writeChanges();
     } catch (const StoreError& error) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Models/Workspace.h"
+#include "Store/StoreResult.h"
 
 #include <QHash>
 #include <QList>
@@ -16,14 +17,6 @@ class IdentityMap;
 struct WorkspaceFilter;
 } // namespace Store
 
-// The result of a fetch: the records, or the reason the store could not be read.
-template <typename T> struct FetchResult {
-    T value{};
-    std::optional<QString> error;
-
-    bool ok() const { return !error.has_value(); }
-};
-
 // A unit of work on the workspace store, with its own connection to the file. Use it on
 // one thread only (the main thread).
 //
@@ -32,7 +25,8 @@ template <typename T> struct FetchResult {
 //   remove(workspace)      deletes it with its apps and their layouts at the next save
 //   remove(layout)         detaches the layout from its app and deletes it at the next save
 //   save()                 writes every change since the last save in one transaction;
-//                          the error text on failure, and then the changes stay pending
+//                          the error text on failure, and then the changes stay pending;
+//                          on a store that can only be read, fails without trying
 //   fetchWorkspaces()      every workspace, in store order (the order they were inserted)
 //   fetchWorkspaces(name)  those named exactly so (case-sensitive), in store order
 //   fetchWorkspace(id)     the one with that id, or null
@@ -56,7 +50,7 @@ public:
     void remove(const AppLayoutPtr& layout);
 
     bool hasChanges() const;
-    std::optional<QString> save();
+    SaveResult save();
 
     FetchResult<QList<WorkspacePtr>> fetchWorkspaces();
     FetchResult<QList<WorkspacePtr>> fetchWorkspaces(const QString& named);
@@ -67,13 +61,15 @@ public:
 
 private:
     friend class ModelContainer;
-    explicit ModelContext(std::unique_ptr<Store::Database> database);
+    ModelContext(
+        std::unique_ptr<Store::Database> database, std::optional<QString> readOnlyReason);
 
     FetchResult<QList<WorkspacePtr>> fetch(const Store::WorkspaceFilter& filter);
     void writeChanges();
     void clearPending();
 
     std::unique_ptr<Store::Database> m_database;
+    std::optional<QString> m_readOnlyReason;
     std::unique_ptr<Store::IdentityMap> m_identities;
     QList<WorkspacePtr> m_inserted; // not yet saved, in insertion order
     QHash<QUuid, WorkspacePtr> m_removed; // not yet deleted from the file

@@ -3,8 +3,6 @@
 #include "Store/Database.h"
 #include "Util/Logging.h"
 
-#include <QElapsedTimer>
-
 #include <array>
 
 namespace Store::Schema {
@@ -64,13 +62,39 @@ qint64 versionOf(Database& database)
     return database.queryInteger("PRAGMA user_version");
 }
 
-void refuseNewer(qint64 version)
+bool isInWal(Database& database)
 {
+    return database.queryText("PRAGMA journal_mode") == QLatin1String("wal");
+}
+
+// A file Vantor did not make, e.g. another program's database at the store's path, is
+// never written into: version 0 is only ever an empty file.
+void refuseForeign(Database& database, qint64 version)
+{
+    if (version != 0)
+        return;
+    const QString tables = database.queryText(
+        "SELECT group_concat(name, ', ') FROM (SELECT name FROM sqlite_master"
+        " WHERE name NOT LIKE 'sqlite\\_%' ESCAPE '\\' ORDER BY name LIMIT 5)");
+    if (!tables.isEmpty())
+        throw StoreError(QStringLiteral("not a Vantor store: it holds other tables (%1) and "
+                                        "no Vantor schema version")
+                             .arg(tables));
+}
+
+// The first read: a file that is not a database fails here, before anything is written.
+qint64 usableVersion(Database& database)
+{
+    const qint64 version = versionOf(database);
     if (version > currentVersion())
         throw StoreError(QStringLiteral("cannot migrate schema version %1: this Vantor knows "
                                         "versions up to %2")
                              .arg(version)
                              .arg(currentVersion()));
+    if (version < 0)
+        throw StoreError(QStringLiteral("invalid schema version %1").arg(version));
+    refuseForeign(database, version);
+    return version;
 }
 
 // Run before the first write into a file that was not written by this schema and journal
@@ -83,39 +107,6 @@ void refuseDamaged(Database& database)
                              .arg(verdict.replace(QLatin1Char('\n'), QLatin1String("; "))));
 }
 
-void upgrade(Database& database)
-{
-    Transaction transaction(database, Transaction::Kind::Write);
-    // Another process may have upgraded the file while this one waited for the lock.
-    const qint64 version = versionOf(database);
-    refuseNewer(version);
-    for (auto step = version; step < currentVersion(); ++step) {
-        qCInfo(lcStore) << "Upgrading" << database.path() << "to schema version" << step + 1;
-        steps.at(size_t(step))(database);
-    }
-    database.execute(
-        QByteArray("PRAGMA user_version = " + QByteArray::number(currentVersion())).constData());
-    transaction.commit();
-}
-
-void migrateOnce(Database& database)
-{
-    // The first read: a file that is not a database fails here, before anything is written.
-    const qint64 version = versionOf(database);
-    refuseNewer(version);
-    if (version < 0)
-        throw StoreError(QStringLiteral("invalid schema version %1").arg(version));
-    const bool inWal = database.queryText("PRAGMA journal_mode") == QLatin1String("wal");
-    if (inWal && version == currentVersion())
-        return;
-
-    refuseDamaged(database);
-    if (!inWal)
-        database.execute("PRAGMA journal_mode = WAL");
-    if (version < currentVersion())
-        upgrade(database);
-}
-
 } // namespace
 
 int currentVersion()
@@ -123,25 +114,41 @@ int currentVersion()
     return int(steps.size());
 }
 
-void migrate(Database& database)
+State inspect(Database& database)
 {
-    // When several processes open a new or old file at once, switching the journal mode
-    // can find the file busy without waiting for it (SQLite refuses to wait where two
-    // connections could deadlock). Each step is safe to repeat, so try again shortly.
-    constexpr qint64 giveUpAfterMs = 10000;
-    QElapsedTimer waited;
-    waited.start();
-    for (;;) {
-        try {
-            migrateOnce(database);
-            return;
-        } catch (const StoreError& error) {
-            if (!error.isBusy() || waited.elapsed() > giveUpAfterMs)
-                throw;
-            qCInfo(lcStore) << "Store busy while opening, trying again:" << error.message();
-        }
-        sqlite3_sleep(10);
+    // One snapshot: an upgrade committed between reading the version and the tables
+    // would otherwise look like another program's database.
+    Transaction snapshot(database, Transaction::Kind::Read);
+    const qint64 version = usableVersion(database);
+    if (version < currentVersion())
+        return State::NeedsUpgrade;
+    return isInWal(database) ? State::Current : State::NeedsWal;
+}
+
+void upgrade(Database& database)
+{
+    // Taken in the normal locking mode: on a file that another process has meanwhile
+    // switched to WAL this waits for its writer only, not for its readers to go.
+    Transaction transaction(database, Transaction::Kind::Exclusive);
+    // Another process may have upgraded the file while this one waited for the lock.
+    const qint64 version = usableVersion(database);
+    const bool inWal = isInWal(database);
+    if (inWal && version == currentVersion())
+        return;
+    refuseDamaged(database);
+    // Keeps the lock past COMMIT, so that the journal mode can be switched with no reader
+    // in the way: SQLite does not wait for readers there, as it would risk a deadlock.
+    if (!inWal)
+        database.execute("PRAGMA locking_mode = EXCLUSIVE");
+    for (auto step = version; step < currentVersion(); ++step) {
+        qCInfo(lcStore) << "Upgrading" << database.path() << "to schema version" << step + 1;
+        steps.at(size_t(step))(database);
     }
+    database.execute(
+        QByteArray("PRAGMA user_version = " + QByteArray::number(currentVersion())).constData());
+    transaction.commit();
+    if (!inWal)
+        database.execute("PRAGMA journal_mode = WAL");
 }
 
 } // namespace Store::Schema

@@ -31,21 +31,20 @@ WorkspacePtr CacheManager::fetchWorkspace(const QString& named) const
     return fetched.value.value(0);
 }
 
-WorkspacePtr CacheManager::createWorkspace(const WorkspacePtr& workspace)
+StoreResult<WorkspacePtr> CacheManager::createWorkspace(const WorkspacePtr& workspace)
 {
     m_context.insert(workspace);
-    saveContext(QStringLiteral("Failed to create workspace: ") + workspace->name());
-    return workspace;
+    return {workspace,
+        saveContext(QStringLiteral("Failed to create workspace: ") + workspace->name())};
 }
 
-void CacheManager::updateWorkspace(const WorkspacePtr& workspace)
+SaveResult CacheManager::updateWorkspace(const WorkspacePtr& workspace)
 {
-    if (workspace->hasValueForCurrentScreenSize(m_windowManager.mainScreenSize())) {
-        saveContext(QStringLiteral("Failed to update workspace: ") + workspace->name());
-        return;
-    }
+    if (workspace->hasValueForCurrentScreenSize(m_windowManager.mainScreenSize()))
+        return saveContext(QStringLiteral("Failed to update workspace: ") + workspace->name());
     captureMissingLayouts(*workspace);
-    saveContext(QStringLiteral("Failed to update workspace layouts: ") + workspace->name());
+    return saveContext(
+        QStringLiteral("Failed to update workspace layouts: ") + workspace->name());
 }
 
 // Appends rather than replaces, also for apps that already have a frame for this screen:
@@ -69,26 +68,30 @@ void CacheManager::captureMissingLayouts(const Workspace& workspace)
     }
 }
 
-void CacheManager::removeWorkspaceShortcut(const WorkspacePtr& workspace)
+SaveResult CacheManager::removeWorkspaceShortcut(const WorkspacePtr& workspace)
 {
     workspace->setShortcut(QStringLiteral("none"));
-    saveContext(QStringLiteral("Failed to update workspace shortcut: ") + workspace->name());
+    return saveContext(
+        QStringLiteral("Failed to update workspace shortcut: ") + workspace->name());
 }
 
-void CacheManager::deleteWorkspace(const QString& named)
+SaveResult CacheManager::deleteWorkspace(const QString& named)
 {
     const WorkspacePtr workspace = fetchWorkspace(named);
     if (!workspace) {
-        Console::print(
-            QStringLiteral("No workspace found with name '") + named + QStringLiteral("'"));
-        return;
+        const QString line
+            = QStringLiteral("No workspace found with name '") + named + QStringLiteral("'");
+        Console::print(line);
+        return line;
     }
     m_context.remove(workspace);
-    saveContext(QStringLiteral("Failed to delete workspace: ") + named);
+    return saveContext(QStringLiteral("Failed to delete workspace: ") + named);
 }
 
-void CacheManager::saveContext(const QString& message)
+SaveResult CacheManager::saveContext(const QString& message)
 {
-    if (const auto error = m_context.save())
+    const SaveResult error = m_context.save();
+    if (error)
         Console::print(message + QStringLiteral(". Error: ") + *error);
+    return error;
 }

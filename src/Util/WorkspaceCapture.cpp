@@ -7,7 +7,7 @@
 
 namespace WorkspaceCapture {
 
-WorkspacePtr createWorkspace(const QString& name, const QList<AppInfoPtr>& apps,
+StoreResult<WorkspacePtr> createWorkspace(const QString& name, const QList<AppInfoPtr>& apps,
     const RunningApps& runningApps, CacheManager& manager, const QDateTime& now)
 {
     const QList<AppInfoPtr> updated = runningApps.getUpdatedLayouts(apps);
@@ -16,12 +16,12 @@ WorkspacePtr createWorkspace(const QString& name, const QList<AppInfoPtr>& apps,
     return manager.createWorkspace(workspace);
 }
 
-void updateWorkspace(const WorkspacePtr& workspace, bool overrideCurrent,
+SaveResult updateWorkspace(const WorkspacePtr& workspace, bool overrideCurrent,
     const RunningApps& runningApps, CacheManager& manager)
 {
     if (overrideCurrent)
         workspace->setApps(runningApps.getFromWorkspace(*workspace));
-    manager.updateWorkspace(workspace);
+    return manager.updateWorkspace(workspace);
 }
 
 } // namespace WorkspaceCapture

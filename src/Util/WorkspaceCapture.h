@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Models/Workspace.h"
+#include "Store/StoreResult.h"
 
 #include <QDateTime>
 #include <QList>
@@ -14,14 +15,15 @@ class RunningApps;
 namespace WorkspaceCapture {
 
 // A new workspace named `name` (as typed) of those `apps` that run now, each with the
-// frames of its windows, stored through `manager`. No notes, no shortcut.
-WorkspacePtr createWorkspace(const QString& name, const QList<AppInfoPtr>& apps,
+// frames of its windows, stored through `manager`. No notes, no shortcut. The workspace
+// comes back also when it could not be saved, with the reason.
+StoreResult<WorkspacePtr> createWorkspace(const QString& name, const QList<AppInfoPtr>& apps,
     const RunningApps& runningApps, CacheManager& manager,
     const QDateTime& now = QDateTime::currentDateTime());
 
 // Refreshes a stored workspace: with `overrideCurrent` its apps become fresh records of
 // those of its apps that run now; then the store adds missing frames and saves.
-void updateWorkspace(const WorkspacePtr& workspace, bool overrideCurrent,
+SaveResult updateWorkspace(const WorkspacePtr& workspace, bool overrideCurrent,
     const RunningApps& runningApps, CacheManager& manager);
 
 } // namespace WorkspaceCapture

@@ -1,12 +1,19 @@
+#include "StoreFile.h"
 #include "TestMain.h"
 #include "VantorProcess.h"
 
+#include <QCryptographicHash>
+#include <QDir>
 #include <QFile>
 #include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace std::chrono_literals;
 using DesktopFacts::WindowId;
@@ -42,6 +49,69 @@ QList<QByteArray> listedNames(const VantorRun& run)
     return names;
 }
 
+QByteArray digestOf(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
+}
+
+WorkspacePtr workspaceNamed(const QString& name, const QList<AppInfoPtr>& apps = {})
+{
+    return std::make_shared<Workspace>(
+        QUuid::createUuid(), name, QDateTime::currentDateTime(), std::nullopt, apps);
+}
+
+// A home of its own for vantor runs, in a folder that the user nobody may enter, with
+// the store in its data folder. That folder stays root's: read-only for nobody.
+class SeparateHome {
+public:
+    SeparateHome() : m_root(QDir::tempPath() + QStringLiteral("/vantor-cli-XXXXXX"))
+    {
+        ::chmod(QFile::encodeName(m_root.path()).constData(), 0755);
+        for (const char* folder : {"home", "config", "cache", "runtime", "data"})
+            QDir(m_root.path()).mkdir(QLatin1String(folder));
+        ::chmod(QFile::encodeName(path("runtime")).constData(), 0700);
+    }
+
+    QString storePath() const { return path("data") + QStringLiteral("/Vantor.sqlite"); }
+
+    // Only the data folder stays root's.
+    bool giveToNobody() const
+    {
+        const passwd* nobody = ::getpwnam("nobody");
+        if (!nobody)
+            return false;
+        for (const char* folder : {"home", "config", "cache", "runtime"}) {
+            if (::chown(QFile::encodeName(path(folder)).constData(), nobody->pw_uid,
+                    nobody->pw_gid)
+                != 0)
+                return false;
+        }
+        return true;
+    }
+
+    QProcessEnvironment environment() const
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("HOME"), path("home"));
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), path("config"));
+        environment.insert(QStringLiteral("XDG_CACHE_HOME"), path("cache"));
+        environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), path("runtime"));
+        environment.insert(QStringLiteral("XDG_DATA_HOME"), path("data"));
+        return environment;
+    }
+
+private:
+    QString path(const char* folder) const
+    {
+        return m_root.path() + QLatin1Char('/') + QLatin1String(folder);
+    }
+
+    QTemporaryDir m_root;
+};
+
 QRect frameOfLayout(const QJsonObject& layout)
 {
     return QRect(layout.value(QLatin1String("positionX")).toInt(),
@@ -58,6 +128,24 @@ class CliTest : public QObject {
     Q_OBJECT
 
 private:
+    // "Work" with an app that is not installed, and "Empty", written by root; nobody may
+    // read the file but not write it, nor anything in its folder.
+    static void writeReadOnlyStore(const QString& path)
+    {
+        {
+            const auto container = StoreFile::reopen(path);
+            const auto layout
+                = std::make_shared<AppLayout>(QUuid::createUuid(), 1920, 1080, 10, 20, 300, 200);
+            container->mainContext().insert(workspaceNamed(QStringLiteral("Work"),
+                {AppInfo::create(QUuid::createUuid(), QStringLiteral("Missing"),
+                    QStringLiteral("org.example.Missing"), false,
+                    QStringLiteral("/nowhere/org.example.Missing.desktop"), {layout})}));
+            container->mainContext().insert(workspaceNamed(QStringLiteral("Empty")));
+            QVERIFY(!container->mainContext().save());
+        }
+        QCOMPARE(::chmod(QFile::encodeName(path).constData(), 0644), 0);
+    }
+
     QHash<QString, qint64> m_pids; // program -> PID of the copy the test started
     QHash<QString, QRect> m_captured; // desktop entry id -> outer frame at capture
 
@@ -82,7 +170,12 @@ private:
     // `vantor ARGUMENTS` that must fail with `code` and exactly one line on stderr.
     static bool failsWith(const QStringList& arguments, int code, const QString& mentioning)
     {
-        const VantorRun run = vantor(arguments);
+        return failed(vantor(arguments), arguments, code, mentioning);
+    }
+
+    static bool failed(
+        const VantorRun& run, const QStringList& arguments, int code, const QString& mentioning)
+    {
         const bool ok = run.exitedWith(code) && run.errLines().size() == 1
             && run.err().startsWith(QLatin1String("vantor: ")) && run.err().contains(mentioning)
             && run.standardOutput.isEmpty();
@@ -138,6 +231,120 @@ private Q_SLOTS:
         QVERIFY(run.standardOutput.isEmpty());
         QCOMPARE(run.errLines().size(), 1);
         QVERIFY2(run.err().contains(QLatin1String("DISPLAY")), run.describe());
+    }
+
+    void aStoreThatCannotBeOpenedEndsEveryCommandWithItsMessage()
+    {
+        const SeparateHome home;
+        QFile store(home.storePath());
+        QVERIFY(store.open(QIODevice::WriteOnly));
+        store.write(QByteArray("not a database\n").repeated(100));
+        store.close();
+        const QByteArray before = digestOf(home.storePath());
+        const QString message = QStringLiteral("vantor: Vantor cannot open its workspace store ")
+            + home.storePath() + QStringLiteral(": file is not a database");
+        const QList<QStringList> commands{{QStringLiteral("list")},
+            {QStringLiteral("show"), QStringLiteral("Work")},
+            {QStringLiteral("capture"), QStringLiteral("Work")},
+            {QStringLiteral("activate"), QStringLiteral("Work")},
+            {QStringLiteral("update"), QStringLiteral("Work")},
+            {QStringLiteral("delete"), QStringLiteral("Work")}};
+        for (const QStringList& arguments : commands) {
+            const VantorRun run = VantorProcess::run(arguments, 30s, home.environment());
+            QVERIFY(failed(run, arguments, 1, message));
+        }
+        QCOMPARE(digestOf(home.storePath()), before);
+    }
+
+    void aStoreThatCannotBeOpenedEndsTheTrayAppWithItsMessage()
+    {
+        const SeparateHome home;
+        QVERIFY(QDir().mkpath(home.storePath())); // a folder where the file should be
+        QProcessEnvironment environment = home.environment();
+        environment.insert(QStringLiteral("VANTOR_NO_DIALOGS"), QStringLiteral("1"));
+        const VantorRun run = VantorProcess::run({}, 30s, environment);
+        QVERIFY2(run.exitedWith(1), run.describe());
+        QCOMPARE(run.errLines(),
+            QStringList{QStringLiteral("vantor: Vantor cannot open its workspace store ")
+                + home.storePath() + QStringLiteral(": unable to open database file")});
+        QVERIFY(QDir(home.storePath()).isEmpty());
+    }
+
+    void aStoreThatCannotBeOpenedIsShownInADialogBeforeTheTrayAppEnds()
+    {
+        const SeparateHome home;
+        QVERIFY(QDir().mkpath(home.storePath()));
+        VantorProcess tray;
+        QVERIFY(tray.start({}, home.environment()));
+        const XProbe& probe = TestDesktop::instance()->probe();
+        QTRY_COMPARE(probe.clientWindowsOf(std::int32_t(tray.pid())).size(), 1);
+        const WindowId dialog = probe.clientWindowsOf(std::int32_t(tray.pid())).first();
+        QCOMPARE(DesktopFacts::title(dialog), QStringLiteral("Vantor"));
+        QVERIFY(tray.isRunning()); // it waits for the user
+        TestDesktop::run(QStringLiteral("wmctrl"),
+            {QStringLiteral("-i"), QStringLiteral("-c"), DesktopFacts::hex(dialog)});
+        QVERIFY(tray.waitForFinished());
+        QVERIFY2(tray.exitedWith(1), tray.describe().constData());
+        QVERIFY(tray.err().contains(QStringLiteral("Vantor cannot open its workspace store ")));
+    }
+
+    void aReadOnlyStoreStillListsShowsAndActivates()
+    {
+        const SeparateHome home;
+        if (!home.giveToNobody())
+            QSKIP("Needs root, to run vantor as the user nobody: root may write anywhere");
+        writeReadOnlyStore(home.storePath());
+        const QByteArray before = digestOf(home.storePath());
+
+        const VantorRun listed
+            = VantorProcess::runAsNobody({QStringLiteral("list")}, home.environment());
+        QVERIFY2(listed.exitedWith(0), listed.describe());
+        QCOMPARE(listedNames(listed), (QList<QByteArray>{"Work", "Empty"}));
+        const VantorRun shown = VantorProcess::runAsNobody(
+            {QStringLiteral("show"), QStringLiteral("Work")}, home.environment());
+        QVERIFY2(shown.exitedWith(0), shown.describe());
+        QVERIFY(shown.out().contains(QLatin1String("Missing (org.example.Missing)")));
+        const VantorRun activated = VantorProcess::runAsNobody(
+            {QStringLiteral("activate"), QStringLiteral("Empty")}, home.environment());
+        QVERIFY2(activated.exitedWith(0), activated.describe());
+        QCOMPARE(digestOf(home.storePath()), before);
+    }
+
+    void aReadOnlyStoreRefusesToUpdateAndDelete()
+    {
+        const SeparateHome home;
+        if (!home.giveToNobody())
+            QSKIP("Needs root, to run vantor as the user nobody: root may write anywhere");
+        writeReadOnlyStore(home.storePath());
+        const QByteArray before = digestOf(home.storePath());
+        const QString readOnly = QStringLiteral("the workspace store ") + home.storePath()
+            + QStringLiteral(" is read-only");
+
+        // Without running apps, --replace leaves the workspace without apps: a change.
+        const VantorRun updated = VantorProcess::runAsNobody(
+            {QStringLiteral("update"), QStringLiteral("Work"), QStringLiteral("--replace")},
+            home.environment());
+        QVERIFY2(updated.exitedWith(1), updated.describe());
+        QCOMPARE(updated.errLines().size(), 1);
+        QVERIFY2(updated.err().startsWith(
+                     QStringLiteral("vantor: the workspace could not be saved: ") + readOnly),
+            updated.describe());
+        // The store's own console line, as the tray app prints it too.
+        QVERIFY2(updated.out().startsWith(
+                     QStringLiteral("Failed to update workspace: Work. Error: ") + readOnly),
+            updated.describe());
+
+        const VantorRun deleted = VantorProcess::runAsNobody(
+            {QStringLiteral("delete"), QStringLiteral("Work")}, home.environment());
+        QVERIFY2(deleted.exitedWith(1), deleted.describe());
+        QCOMPARE(deleted.errLines().size(), 1);
+        QVERIFY2(deleted.err().startsWith(
+                     QStringLiteral("vantor: the workspace could not be deleted: ") + readOnly),
+            deleted.describe());
+        QVERIFY2(deleted.out().startsWith(
+                     QStringLiteral("Failed to delete workspace: Work. Error: ") + readOnly),
+            deleted.describe());
+        QCOMPARE(digestOf(home.storePath()), before);
     }
 
     void unknownCommandIsAUsageError()

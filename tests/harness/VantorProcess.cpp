@@ -52,12 +52,26 @@ QString VantorProcess::executable()
 VantorRun VantorProcess::run(const QStringList& arguments, std::chrono::milliseconds timeout,
     const QProcessEnvironment& environment)
 {
+    return runProgram(executable(), arguments, timeout, environment);
+}
+
+VantorRun VantorProcess::runAsNobody(const QStringList& arguments,
+    const QProcessEnvironment& environment, std::chrono::milliseconds timeout)
+{
+    const QStringList asNobody{QStringLiteral("--reuid=nobody"), QStringLiteral("--regid=nogroup"),
+        QStringLiteral("--clear-groups"), executable()};
+    return runProgram(QStringLiteral("setpriv"), asNobody + arguments, timeout, environment);
+}
+
+VantorRun VantorProcess::runProgram(const QString& program, const QStringList& arguments,
+    std::chrono::milliseconds timeout, const QProcessEnvironment& environment)
+{
     QProcess process;
     process.setProcessEnvironment(environment);
     dieWithParent(process);
     QElapsedTimer timer;
     timer.start();
-    process.start(executable(), arguments);
+    process.start(program, arguments);
     VantorRun result;
     if (!process.waitForStarted(10000)) {
         result.standardError = process.errorString().toUtf8();

@@ -41,6 +41,12 @@ public:
     static VantorRun run(const QStringList& arguments,
         std::chrono::milliseconds timeout = std::chrono::seconds(30),
         const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
+    // The same, as the user nobody (through setpriv): for what file permissions do to
+    // vantor, which they do not to root, whom the tests run as. `environment` must point
+    // HOME and the XDG folders at places nobody may enter.
+    static VantorRun runAsNobody(const QStringList& arguments,
+        const QProcessEnvironment& environment, std::chrono::milliseconds timeout
+        = std::chrono::seconds(30));
 
     VantorProcess();
     // Kills the process if it still runs and waits for it.
@@ -78,6 +84,8 @@ public:
     QByteArray describe();
 
 private:
+    static VantorRun runProgram(const QString& program, const QStringList& arguments,
+        std::chrono::milliseconds timeout, const QProcessEnvironment& environment);
     void readAvailable();
 
     std::unique_ptr<QProcess> m_process;

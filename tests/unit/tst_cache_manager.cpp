@@ -144,9 +144,9 @@ private Q_SLOTS:
     {
         QVERIFY(manager().fetchAllWorkspaces().isEmpty());
         QCOMPARE(manager().fetchWorkspace(QStringLiteral("Work")), nullptr);
-        const auto first = manager().createWorkspace(workspace(QStringLiteral("Work")));
-        const auto other = manager().createWorkspace(workspace(QStringLiteral("Home")));
-        const auto second = manager().createWorkspace(workspace(QStringLiteral("Work")));
+        const auto first = manager().createWorkspace(workspace(QStringLiteral("Work"))).value;
+        const auto other = manager().createWorkspace(workspace(QStringLiteral("Home"))).value;
+        const auto second = manager().createWorkspace(workspace(QStringLiteral("Work"))).value;
         QCOMPARE(manager().fetchAllWorkspaces(), (QList<WorkspacePtr>{first, other, second}));
         QCOMPARE(manager().fetchWorkspace(QStringLiteral("Work")), first);
         QCOMPARE(manager().fetchWorkspace(QStringLiteral("work")), nullptr);
@@ -157,7 +157,7 @@ private Q_SLOTS:
     {
         const auto created = workspace(
             QStringLiteral("Work"), {app(QStringLiteral("org.a"), {layoutFor({1920, 1080})})});
-        QCOMPARE(manager().createWorkspace(created), created);
+        QCOMPARE(manager().createWorkspace(created).value, created);
         QVERIFY(!created->hasChanges());
         const auto found = reloaded();
         QCOMPARE(found.size(), 1);
@@ -170,7 +170,7 @@ private Q_SLOTS:
     {
         refuse("BEFORE INSERT ON workspace");
         const auto created = workspace(QStringLiteral("Bob's \"Work\""));
-        QCOMPARE(manager().createWorkspace(created), created);
+        QCOMPARE(manager().createWorkspace(created).value, created);
         QCOMPARE(lines(),
             QStringList{
                 QStringLiteral("Failed to create workspace: Bob's \"Work\". Error: ") + failure});
@@ -182,7 +182,7 @@ private Q_SLOTS:
     {
         const auto created = manager().createWorkspace(workspace(QStringLiteral("Work"),
             {app(QStringLiteral("org.a"), {layoutFor({1920, 1080})}),
-                app(QStringLiteral("org.b"), {layoutFor({1920, 1080})})}));
+                app(QStringLiteral("org.b"), {layoutFor({1920, 1080})})})).value;
         m_applications.addRunning(editorPid, QStringLiteral("org.a"), QStringLiteral("A"));
         m_windows.addWindow(editorPid, {0, 0, 500, 400});
         created->setNotes(QStringLiteral("edited"));
@@ -197,7 +197,7 @@ private Q_SLOTS:
     {
         const auto created = manager().createWorkspace(workspace(QStringLiteral("Work"),
             {app(QStringLiteral("org.a"), {layoutFor({1512, 982})}),
-                app(QStringLiteral("org.b"), {})}));
+                app(QStringLiteral("org.b"), {})})).value;
         const QDateTime updatedAt = created->updatedAt();
         m_applications.addRunning(editorPid, QStringLiteral("org.a"), QStringLiteral("A"));
         m_windows.addWindow(editorPid, {30, 40, 700, 500});
@@ -221,7 +221,7 @@ private Q_SLOTS:
     {
         const auto earlier = layoutFor({1920, 1080}, 5);
         const auto created = manager().createWorkspace(workspace(QStringLiteral("Work"),
-            {app(QStringLiteral("org.a"), {}), app(QStringLiteral("org.b"), {earlier})}));
+            {app(QStringLiteral("org.a"), {}), app(QStringLiteral("org.b"), {earlier})})).value;
         m_applications.addRunning(editorPid, QStringLiteral("org.b"), QStringLiteral("B"));
         m_windows.addWindow(editorPid, {300, 200, 640, 480});
         m_windows.addWindow(editorPid, {0, 0, 100, 100});
@@ -238,7 +238,7 @@ private Q_SLOTS:
     void updateSkipsAppsWithoutIdentifierOrWindows()
     {
         const auto created = manager().createWorkspace(workspace(
-            QStringLiteral("Work"), {app(std::nullopt, {}), app(QStringLiteral("org.a"), {})}));
+            QStringLiteral("Work"), {app(std::nullopt, {}), app(QStringLiteral("org.a"), {})})).value;
         m_applications.addRunning(editorPid, QStringLiteral("org.a"), QStringLiteral("A"));
         manager().updateWorkspace(created);
         QCOMPARE(lines(), QStringList{});
@@ -249,7 +249,7 @@ private Q_SLOTS:
     void aFailedUpdateWithoutCaptureIsReported()
     {
         const auto complete = manager().createWorkspace(workspace(
-            QStringLiteral("Complete"), {app(QStringLiteral("org.a"), {layoutFor({1920, 1080})})}));
+            QStringLiteral("Complete"), {app(QStringLiteral("org.a"), {layoutFor({1920, 1080})})})).value;
         refuse("BEFORE UPDATE ON workspace");
         complete->setNotes(QStringLiteral("edited"));
         manager().updateWorkspace(complete);
@@ -262,7 +262,7 @@ private Q_SLOTS:
     void aFailedUpdateAfterCaptureIsReported()
     {
         const auto missing = manager().createWorkspace(
-            workspace(QStringLiteral("Missing"), {app(QStringLiteral("org.a"), {})}));
+            workspace(QStringLiteral("Missing"), {app(QStringLiteral("org.a"), {})})).value;
         m_applications.addRunning(editorPid, QStringLiteral("org.a"), QStringLiteral("A"));
         m_windows.addWindow(editorPid, {1, 2, 300, 400});
         refuse("BEFORE INSERT ON app_layout");
@@ -278,7 +278,7 @@ private Q_SLOTS:
 
     void removingTheShortcutStoresNone()
     {
-        const auto created = manager().createWorkspace(workspace(QStringLiteral("Work")));
+        const auto created = manager().createWorkspace(workspace(QStringLiteral("Work"))).value;
         manager().removeWorkspaceShortcut(created);
         QCOMPARE(created->shortcut(), std::optional<QString>(QStringLiteral("none")));
         QCOMPARE(reloaded().first()->shortcut(), std::optional<QString>(QStringLiteral("none")));
@@ -307,9 +307,9 @@ private Q_SLOTS:
     void deletingOneOfTwoSameNamesDeletesExactlyOne()
     {
         const auto first = manager().createWorkspace(
-            workspace(QStringLiteral("Work"), {app(QStringLiteral("org.a"), {layoutFor({1, 1})})}));
+            workspace(QStringLiteral("Work"), {app(QStringLiteral("org.a"), {layoutFor({1, 1})})})).value;
         const auto second = manager().createWorkspace(
-            workspace(QStringLiteral("Work"), {app(QStringLiteral("org.b"), {layoutFor({1, 1})})}));
+            workspace(QStringLiteral("Work"), {app(QStringLiteral("org.b"), {layoutFor({1, 1})})})).value;
         manager().deleteWorkspace(QStringLiteral("Work"));
         QCOMPARE(lines(), QStringList{});
         QCOMPARE(manager().fetchAllWorkspaces(), QList<WorkspacePtr>{second});
@@ -343,12 +343,13 @@ private Q_SLOTS:
                 QStringLiteral("Big"), {app(QStringLiteral("org.a"), {layoutFor({1920, 1080})})});
             big->setNotes(QString(1 << 20, QLatin1Char('x')));
             limitFileSizes(path, 64 * 1024);
-            manager.createWorkspace(big);
+            const auto created = manager.createWorkspace(big);
             liftFileSizeLimit();
+            if (created.ok() || created.value != big)
+                return QStringLiteral("the result does not tell the failure");
             const QStringList lines = console.lines();
-            if (lines.size() != 1
-                || !lines.first().startsWith(
-                    QStringLiteral("Failed to create workspace: Big. Error: ")))
+            if (lines != QStringList{QStringLiteral("Failed to create workspace: Big. Error: ")
+                    + *created.error})
                 return QStringLiteral("unexpected console lines: ") + lines.join(QLatin1Char('|'));
             if (manager.fetchAllWorkspaces().size() != 2 || !big->hasChanges())
                 return QStringLiteral("the failed workspace was not kept in memory");

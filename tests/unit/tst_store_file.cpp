@@ -11,8 +11,15 @@
 #include <QScopeGuard>
 #include <QStandardPaths>
 
+#include <QTemporaryDir>
+
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <functional>
+#include <grp.h>
+#include <pwd.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,7 +29,8 @@ namespace {
 struct ChildOutcome {
     int status = 0;
     QByteArray output; // the child's stdout and stderr
-    bool exitedCleanly() const { return WIFEXITED(status) && WEXITSTATUS(status) == 0; }
+    bool exitedWith(int code) const { return WIFEXITED(status) && WEXITSTATUS(status) == code; }
+    bool exitedCleanly() const { return exitedWith(0); }
 };
 
 // Runs `body` in a forked child that ends with it (exit status 0 when it returns).
@@ -65,6 +73,71 @@ ChildOutcome runInChild(const std::function<void()>& body)
     return finishChild(child, outputFd);
 }
 
+// The user the read-only tests run as: the tests themselves run as root, whom file
+// permissions do not stop.
+const passwd* nobody()
+{
+    return ::geteuid() == 0 ? ::getpwnam("nobody") : nullptr;
+}
+
+// Runs `check` in a child process that has become the user nobody. Its result is the
+// failure, empty when everything held; the child's output follows it.
+QString checkAsNobody(const std::function<QString()>& check)
+{
+    const passwd* user = nobody();
+    const auto outcome = runInChild([&] {
+        if (::setgroups(0, nullptr) != 0 || ::setresgid(user->pw_gid, user->pw_gid, user->pw_gid) != 0
+            || ::setresuid(user->pw_uid, user->pw_uid, user->pw_uid) != 0) {
+            std::printf("cannot become nobody: %s", std::strerror(errno));
+            ::_exit(3);
+        }
+        const QByteArray failure = check().toUtf8();
+        std::fwrite(failure.constData(), 1, size_t(failure.size()), stdout);
+        std::fflush(stdout);
+        ::_exit(failure.isEmpty() ? 0 : 1);
+    });
+    if (outcome.exitedCleanly())
+        return {};
+    return QStringLiteral("status %1: %2").arg(outcome.status).arg(QString::fromUtf8(outcome.output));
+}
+
+void chown(const QString& path, const passwd* user)
+{
+    if (::chown(QFile::encodeName(path).constData(), user->pw_uid, user->pw_gid) != 0)
+        qFatal("Cannot give %s to nobody", qPrintable(path));
+}
+
+void chmod(const QString& path, mode_t mode)
+{
+    if (::chmod(QFile::encodeName(path).constData(), mode) != 0)
+        qFatal("Cannot chmod %s", qPrintable(path));
+}
+
+// Fills the file system that holds `folder` until no byte fits any more.
+void fill(const QString& folder)
+{
+    QFile filler(folder + QStringLiteral("/filler"));
+    if (!filler.open(QIODevice::WriteOnly))
+        qFatal("Cannot write into %s", qPrintable(folder));
+    const QByteArray block(4096, 'x');
+    while (filler.write(block) == block.size() && filler.flush()) { }
+}
+
+// A full disk is simulated by a tmpfs of 512 KiB; the reason when it cannot be mounted.
+QString mountSmallDisk(const QString& folder)
+{
+    if (::mount("tmpfs", QFile::encodeName(folder).constData(), "tmpfs", 0, "size=512k,mode=0700")
+        == 0)
+        return {};
+    return QStringLiteral("A full disk is a small tmpfs, which cannot be mounted here: ")
+        + QString::fromLocal8Bit(std::strerror(errno));
+}
+
+void unmountSmallDisk(const QString& folder)
+{
+    ::umount2(QFile::encodeName(folder).constData(), MNT_DETACH);
+}
+
 QByteArray digestOf(const QString& path)
 {
     QFile file(path);
@@ -89,8 +162,8 @@ void writeFile(const QString& path, const QByteArray& contents)
         qFatal("Cannot write %s", qPrintable(path));
 }
 
-// A database of the current schema in rollback-journal mode, with enough rows for
-// several pages.
+// A database in rollback-journal mode with the given schema version, with enough rows in a
+// table of its own for several pages.
 void writeOldStyleDatabase(const QString& path, int version)
 {
     auto database = Store::Database::open(path);
@@ -123,19 +196,72 @@ class StoreFileTest : public QObject {
         return m_dir + QLatin1Char('/') + QLatin1String(name);
     }
 
-    // Opens the store at `path` in a child process, which must stop with `reason`; the file
-    // must be left exactly as it was.
-    void verifyStopsUntouched(const QString& path, const QString& reason)
+    // Opening the store at `path` must fail with `reason` and leave the file exactly as it was.
+    void verifyRefusedUntouched(const QString& path, const QString& reason)
     {
         const QByteArray before = digestOf(path);
         const QStringList filesBefore = QDir(m_dir).entryList(QDir::Files);
-        const auto outcome = runInChild([&] { ModelContainer::openOrStop(path); });
-        QVERIFY2(!outcome.exitedCleanly(), outcome.output.constData());
-        const QString expected = QStringLiteral("Vantor cannot open its workspace store ") + path
-            + QStringLiteral(": ") + reason;
-        QVERIFY2(QString::fromUtf8(outcome.output).contains(expected), outcome.output.constData());
+        QString error;
+        QVERIFY(!ModelContainer::open(path, &error));
+        QVERIFY2(error.startsWith(reason), qPrintable(error));
         QCOMPARE(digestOf(path), before);
         QCOMPARE(QDir(m_dir).entryList(QDir::Files), filesBefore);
+    }
+
+    // A folder that nobody may enter, and the store in it, written by root with a workspace
+    // named "Work".
+    QString storeForNobody(QTemporaryDir& folder)
+    {
+        if (!nobody())
+            return {};
+        ::chmod(QFile::encodeName(folder.path()).constData(), 0755);
+        const QString path = folder.filePath(QStringLiteral("Vantor.sqlite"));
+        auto container = ModelContainer::open(path);
+        container->mainContext().insert(workspaceNamed(QStringLiteral("Work")));
+        if (container->mainContext().save())
+            return {};
+        return path;
+    }
+
+    // Reads the store at `path` as nobody: "Work" is there, through both contexts.
+    static QString readsWork(const QString& path, const QString& readOnlyReason)
+    {
+        QString error;
+        const auto container = ModelContainer::open(path, &error);
+        if (!container)
+            return QStringLiteral("did not open: ") + error;
+        if (!container->readOnlyReason() || !container->readOnlyReason()->contains(readOnlyReason))
+            return QStringLiteral("not read-only for the reason: ")
+                + container->readOnlyReason().value_or(QStringLiteral("none"));
+        const auto shell = container->makeContext(&error);
+        if (!shell)
+            return QStringLiteral("no second context: ") + error;
+        for (ModelContext* context : {&container->mainContext(), shell.get()}) {
+            const auto fetched = context->fetchWorkspaces();
+            if (!fetched.ok() || fetched.value.size() != 1
+                || fetched.value.first()->name() != QLatin1String("Work"))
+                return QStringLiteral("fetched %1 workspaces: %2")
+                    .arg(fetched.value.size())
+                    .arg(fetched.error.value_or(QString()));
+        }
+        return {};
+    }
+
+    // Saves a new workspace into the store at `path` as nobody: the save must fail with
+    // `reason` and the change stay pending.
+    static QString refusesToSave(const QString& path, const QString& reason)
+    {
+        const auto container = ModelContainer::open(path);
+        if (!container)
+            return QStringLiteral("did not open");
+        ModelContext& context = container->mainContext();
+        context.insert(workspaceNamed(QStringLiteral("Home")));
+        const SaveResult error = context.save();
+        if (!error || !error->contains(reason))
+            return QStringLiteral("the save gave: ") + error.value_or(QStringLiteral("success"));
+        if (!context.hasChanges())
+            return QStringLiteral("the unsaved workspace was dropped");
+        return {};
     }
 
 private Q_SLOTS:
@@ -148,7 +274,7 @@ private Q_SLOTS:
     }
 
     // First, so that the process-wide store of this test program is not open yet.
-    void theSharedStoreStopsTheProcessOnACorruptFile()
+    void theSharedStoreEndsTheProcessWithItsMessageOnACorruptFile()
     {
         const QString path = pathFor("Vantor.sqlite");
         writeFile(path, QByteArray("not a database, just a note\n").repeated(200));
@@ -157,10 +283,12 @@ private Q_SLOTS:
             qputenv("XDG_DATA_HOME", QFile::encodeName(m_dir));
             sharedModelContainer();
         });
-        QVERIFY2(!outcome.exitedCleanly(), outcome.output.constData());
-        QVERIFY2(outcome.output.contains("Vantor cannot open its workspace store "
-                     + QFile::encodeName(path) + ": file is not a database"),
-            outcome.output.constData());
+        // An exit with status 1, not an abort (no core dump).
+        QVERIFY2(outcome.exitedWith(1), outcome.output.constData());
+        // The first line; the sanitizer may add its own after a fork.
+        QCOMPARE(outcome.output.left(outcome.output.indexOf('\n')),
+            "vantor: Vantor cannot open its workspace store " + QFile::encodeName(path)
+                + ": file is not a database");
         QCOMPARE(digestOf(path), before);
         QCOMPARE(QDir(m_dir).entryList(QDir::Files), QStringList{QStringLiteral("Vantor.sqlite")});
     }
@@ -196,65 +324,208 @@ private Q_SLOTS:
     void anExistingFileBecomesPrivate()
     {
         const QString path = pathFor("Vantor.sqlite");
-        writeOldStyleDatabase(path, 0);
+        QVERIFY(ModelContainer::open(path));
         ::chmod(QFile::encodeName(path).constData(), 0644);
         QVERIFY(ModelContainer::open(path));
         QCOMPARE(modeOf(path), 0600);
     }
 
-    void aCorruptFileStopsTheProcessAndStaysUntouched()
+    void aFileTheUserMadeReadOnlyKeepsItsMode()
+    {
+        const QString path = pathFor("Vantor.sqlite");
+        QVERIFY(ModelContainer::open(path));
+        ::chmod(QFile::encodeName(path).constData(), 0400);
+        QVERIFY(ModelContainer::open(path));
+        QCOMPARE(modeOf(path), 0400);
+    }
+
+    void aCorruptFileIsRefusedAndStaysUntouched()
     {
         const QString path = pathFor("Vantor.sqlite");
         writeFile(path, QByteArray(8192, '\x5a'));
-        verifyStopsUntouched(path, QStringLiteral("file is not a database"));
+        verifyRefusedUntouched(path, QStringLiteral("file is not a database"));
     }
 
-    void aFileDamagedBehindItsHeaderStopsTheProcessAndStaysUntouched()
+    void anotherProgramsDatabaseIsRefusedAndStaysUntouched()
     {
         const QString path = pathFor("Vantor.sqlite");
         writeOldStyleDatabase(path, 0);
+        verifyRefusedUntouched(path,
+            QStringLiteral("not a Vantor store: it holds other tables (filler) and no Vantor "
+                           "schema version"));
+    }
+
+    void aFileDamagedBehindItsHeaderIsRefusedAndStaysUntouched()
+    {
+        const QString path = pathFor("Vantor.sqlite");
+        writeOldStyleDatabase(path, Store::Schema::currentVersion());
         QFile file(path);
         QVERIFY(file.open(QIODevice::ReadWrite));
         QVERIFY(file.size() > 16384);
         file.seek(8192);
         file.write(QByteArray(4096, '\xff'));
         file.close();
-        verifyStopsUntouched(path, QStringLiteral("database disk image is malformed"));
+        verifyRefusedUntouched(path, QStringLiteral("database disk image is malformed"));
     }
 
-    void anUnreadableFileStopsTheProcess()
+    void anUnreadableFileIsRefused()
     {
         // A directory where the file should be: unreadable as a database even for root.
         const QString path = pathFor("Vantor.sqlite");
         QVERIFY(QDir().mkpath(path));
-        verifyStopsUntouched(path, QStringLiteral("unable to open database file"));
+        verifyRefusedUntouched(path, QStringLiteral("unable to open database file"));
         QVERIFY(QFileInfo(path).isDir());
         QVERIFY(QDir(path).isEmpty());
     }
 
-    void aFileOfANewerVersionStopsTheProcessAndStaysUntouched()
+    void aFileOfANewerVersionIsRefusedAndStaysUntouched()
     {
         const QString path = pathFor("Vantor.sqlite");
         writeOldStyleDatabase(path, Store::Schema::currentVersion() + 1);
-        verifyStopsUntouched(path,
+        verifyRefusedUntouched(path,
             QStringLiteral("cannot migrate schema version %1")
                 .arg(Store::Schema::currentVersion() + 1));
     }
 
-    void anOlderFileIsUpgradedAndKeepsItsOtherData()
+    void anEmptyDatabaseBecomesTheStore()
     {
         const QString path = pathFor("Vantor.sqlite");
-        writeOldStyleDatabase(path, 0);
-        auto container = ModelContainer::open(path);
+        Store::Database::open(path)->execute("CREATE TABLE scratch (x); DROP TABLE scratch;");
+        const auto container = ModelContainer::open(path);
         QVERIFY(container);
+        QVERIFY(!container->readOnlyReason());
         auto database = Store::Database::open(path);
         QCOMPARE(database->queryInteger("PRAGMA user_version"), Store::Schema::currentVersion());
-        QCOMPARE(database->queryInteger("SELECT COUNT(*) FROM filler"), 400);
-        container->mainContext().insert(workspaceNamed(QStringLiteral("Work")));
-        QVERIFY(!container->mainContext().save());
-        // Opening an up-to-date file again upgrades nothing.
-        QVERIFY(ModelContainer::open(path));
-        QCOMPARE(ModelContainer::open(path)->mainContext().fetchWorkspaces().value.size(), 1);
+        QCOMPARE(database->queryText("PRAGMA journal_mode"), QStringLiteral("wal"));
+    }
+
+    void aStoreWithARollbackJournalMovesToWalAndKeepsItsWorkspaces()
+    {
+        const QString path = pathFor("Vantor.sqlite");
+        {
+            const auto container = ModelContainer::open(path);
+            container->mainContext().insert(workspaceNamed(QStringLiteral("Work")));
+            QVERIFY(!container->mainContext().save());
+        }
+        Store::Database::open(path)->execute("PRAGMA journal_mode = DELETE");
+        const auto container = ModelContainer::open(path);
+        QVERIFY(container);
+        QCOMPARE(container->mainContext().fetchWorkspaces().value.size(), 1);
+        QCOMPARE(
+            Store::Database::open(path)->queryText("PRAGMA journal_mode"), QStringLiteral("wal"));
+    }
+
+    void aReadOnlyFolderGivesAStoreThatReads()
+    {
+        QTemporaryDir folder(QDir::tempPath() + QStringLiteral("/vantor-store-XXXXXX"));
+        const QString path = storeForNobody(folder);
+        if (path.isEmpty())
+            QSKIP("Needs root, to run the check as the user nobody: root may write anywhere");
+        chmod(path, 0644); // nobody may read it; the folder stays root's
+        const QByteArray before = digestOf(path);
+        QCOMPARE(checkAsNobody([&] { return readsWork(path, QStringLiteral("is read-only")); }),
+            QString());
+        QCOMPARE(digestOf(path), before);
+        QCOMPARE(QDir(folder.path()).entryList(QDir::Files), QStringList{QStringLiteral("Vantor.sqlite")});
+    }
+
+    void aReadOnlyFolderGivesAStoreThatRefusesToSave()
+    {
+        QTemporaryDir folder(QDir::tempPath() + QStringLiteral("/vantor-store-XXXXXX"));
+        const QString path = storeForNobody(folder);
+        if (path.isEmpty())
+            QSKIP("Needs root, to run the check as the user nobody: root may write anywhere");
+        chmod(path, 0644);
+        const QByteArray before = digestOf(path);
+        QCOMPARE(checkAsNobody([&] { return refusesToSave(path, QStringLiteral("is read-only")); }),
+            QString());
+        QCOMPARE(digestOf(path), before);
+    }
+
+    void aFileWithoutWritePermissionReadsAndKeepsItsMode()
+    {
+        QTemporaryDir folder(QDir::tempPath() + QStringLiteral("/vantor-store-XXXXXX"));
+        const QString path = storeForNobody(folder);
+        if (path.isEmpty())
+            QSKIP("Needs root, to run the check as the user nobody: root may write anywhere");
+        chown(folder.path(), nobody());
+        chown(path, nobody());
+        chmod(path, 0400);
+        const QByteArray before = digestOf(path);
+        QCOMPARE(checkAsNobody([&] {
+            return readsWork(path, QStringLiteral("is read-only: the file is not writable"));
+        }),
+            QString());
+        QCOMPARE(modeOf(path), 0400);
+        QCOMPARE(digestOf(path), before);
+        QCOMPARE(QDir(folder.path()).entryList(QDir::Files), QStringList{QStringLiteral("Vantor.sqlite")});
+    }
+
+    void aFileWithoutWritePermissionRefusesToSave()
+    {
+        QTemporaryDir folder(QDir::tempPath() + QStringLiteral("/vantor-store-XXXXXX"));
+        const QString path = storeForNobody(folder);
+        if (path.isEmpty())
+            QSKIP("Needs root, to run the check as the user nobody: root may write anywhere");
+        chown(folder.path(), nobody());
+        chown(path, nobody());
+        chmod(path, 0400);
+        const QByteArray before = digestOf(path);
+        QCOMPARE(checkAsNobody([&] { return refusesToSave(path, QStringLiteral("is read-only")); }),
+            QString());
+        QCOMPARE(modeOf(path), 0400);
+        QCOMPARE(digestOf(path), before);
+    }
+
+    void aFullDiskGivesAStoreThatReadsAndRefusesToSave()
+    {
+        QTemporaryDir folder(QDir::tempPath() + QStringLiteral("/vantor-store-XXXXXX"));
+        const QString mountError = mountSmallDisk(folder.path());
+        if (!mountError.isEmpty())
+            QSKIP(qPrintable(mountError));
+        const auto unmount = qScopeGuard([&] { unmountSmallDisk(folder.path()); });
+        const QString path = folder.filePath(QStringLiteral("Vantor.sqlite"));
+        {
+            const auto container = ModelContainer::open(path);
+            container->mainContext().insert(workspaceNamed(QStringLiteral("Work")));
+            QVERIFY(!container->mainContext().save());
+        }
+        fill(folder.path());
+        const QByteArray before = digestOf(path);
+
+        QString error;
+        const auto container = ModelContainer::open(path, &error);
+        QVERIFY2(container, qPrintable(error));
+        QVERIFY(container->readOnlyReason());
+        QVERIFY2(container->readOnlyReason()->startsWith(QStringLiteral("disk full")),
+            qPrintable(*container->readOnlyReason()));
+        QCOMPARE(container->mainContext().fetchWorkspaces().value.size(), 1);
+        container->mainContext().insert(workspaceNamed(QStringLiteral("Home")));
+        const SaveResult saved = container->mainContext().save();
+        QVERIFY(saved);
+        QVERIFY2(saved->startsWith(QStringLiteral("disk full")), qPrintable(*saved));
+        QCOMPARE(digestOf(path), before);
+    }
+
+    void aDiskThatFillsUpWhileTheStoreIsOpenRefusesToSave()
+    {
+        QTemporaryDir folder(QDir::tempPath() + QStringLiteral("/vantor-store-XXXXXX"));
+        const QString mountError = mountSmallDisk(folder.path());
+        if (!mountError.isEmpty())
+            QSKIP(qPrintable(mountError));
+        const auto unmount = qScopeGuard([&] { unmountSmallDisk(folder.path()); });
+        const QString path = folder.filePath(QStringLiteral("Vantor.sqlite"));
+        const auto container = ModelContainer::open(path);
+        QVERIFY(!container->readOnlyReason());
+        fill(folder.path());
+
+        const auto big = workspaceNamed(QStringLiteral("Big"));
+        big->setNotes(QString(64 * 1024, QLatin1Char('x')));
+        container->mainContext().insert(big);
+        const SaveResult saved = container->mainContext().save();
+        QVERIFY(saved);
+        QVERIFY2(saved->startsWith(QStringLiteral("disk full")), qPrintable(*saved));
+        QVERIFY(container->mainContext().hasChanges());
     }
 
     void twoProcessesWritingAtOnceLoseNothing()
