@@ -252,7 +252,7 @@ int activate(const Invocation& invocation)
         windowManager.openAppsFor(activation);
         if (options->wait)
             waitFor(*activation, windowManager.launchSettings().settleTime);
-        session.services->windowSystem().finishPlacements();
+        session->services->windowSystem().finishPlacements();
     }
     if (invocation.json) {
         QJsonArray outcomes;
