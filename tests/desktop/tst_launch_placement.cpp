@@ -1,3 +1,4 @@
+#include "PreferencesFile.h"
 #include "TestMain.h"
 #include "VantorProcess.h"
 
@@ -281,28 +282,6 @@ QStringList logOf(const QString& path)
     return QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
 }
 
-QString preferencesPath()
-{
-    return qEnvironmentVariable("XDG_CONFIG_HOME") + QStringLiteral("/Vantor/preferences.json");
-}
-
-QJsonObject readPreferences()
-{
-    QFile file(preferencesPath());
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return QJsonDocument::fromJson(file.readAll()).object();
-}
-
-void writePreferences(const QJsonObject& preferences)
-{
-    QDir().mkpath(qEnvironmentVariable("XDG_CONFIG_HOME") + QStringLiteral("/Vantor"));
-    QFile file(preferencesPath());
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        qFatal("Cannot write the preferences");
-    file.write(QJsonDocument(preferences).toJson());
-}
-
 QJsonArray listJson()
 {
     const VantorRun run = VantorProcess::run({QStringLiteral("list"), QStringLiteral("--json")});
@@ -321,7 +300,7 @@ QString hotkeyOf(const QString& workspaceName)
             id = workspace.toObject().value(QLatin1String("id")).toString();
     }
     const QJsonObject shortcut = QJsonDocument::fromJson(
-        readPreferences()
+        TestPreferences::read()
             .value(QStringLiteral("KeyboardShortcuts_workspaceShortcut_") + id)
             .toString()
             .toUtf8())
@@ -494,9 +473,9 @@ private:
 
     void setPreference(const QString& key, const QJsonValue& value)
     {
-        QJsonObject preferences = readPreferences();
+        QJsonObject preferences = TestPreferences::read();
         preferences.insert(key, value);
-        writePreferences(preferences);
+        QVERIFY(TestPreferences::write(preferences));
     }
 
 private Q_SLOTS:
@@ -531,10 +510,10 @@ private Q_SLOTS:
         for (const QJsonValue& workspace : listJson())
             VantorProcess::run({QStringLiteral("delete"),
                 workspace.toObject().value(QLatin1String("name")).toString()});
-        QJsonObject preferences = readPreferences();
+        QJsonObject preferences = TestPreferences::read();
         preferences.remove(QStringLiteral("launchTimeout"));
         preferences.remove(QStringLiteral("launchSettleTime"));
-        writePreferences(preferences);
+        QVERIFY(TestPreferences::write(preferences));
     }
 
     void activateLaunchesClosedAppsOntoTheirFrames()

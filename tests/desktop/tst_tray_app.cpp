@@ -1,3 +1,4 @@
+#include "PreferencesFile.h"
 #include "TestMain.h"
 #include "VantorProcess.h"
 
@@ -73,26 +74,6 @@ int colourCount(const QImage& image, const QRect& area)
     return static_cast<int>(colours.size());
 }
 
-QString preferencesPath()
-{
-    return qEnvironmentVariable("XDG_CONFIG_HOME") + QStringLiteral("/Vantor/preferences.json");
-}
-
-QJsonObject readPreferences()
-{
-    QFile file(preferencesPath());
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return QJsonDocument::fromJson(file.readAll()).object();
-}
-
-bool writePreferences(const QByteArray& bytes)
-{
-    QFile::remove(preferencesPath());
-    QFile file(preferencesPath());
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
 // The preferences with filler entries added until the file is just under 1 MB, the most
 // that is read.
 QByteArray preferencesOfAMegabyte(const QJsonObject& preferences)
@@ -106,7 +87,7 @@ QByteArray preferencesOfAMegabyte(const QJsonObject& preferences)
 
 void removeSetAsidePreferences()
 {
-    const QFileInfo info(preferencesPath());
+    const QFileInfo info(TestPreferences::path());
     for (const QString& name : info.dir().entryList(
              {info.fileName() + QStringLiteral(".corrupt-*")}, QDir::AllEntries | QDir::System))
         QFile::remove(info.dir().filePath(name));
@@ -120,7 +101,7 @@ QString shortcutKey(const QString& workspaceId)
 // The shortcut stored for a workspace: the JSON text of the entry, parsed.
 QJsonObject storedShortcut(const QString& workspaceId)
 {
-    const QJsonValue value = readPreferences().value(shortcutKey(workspaceId));
+    const QJsonValue value = TestPreferences::read().value(shortcutKey(workspaceId));
     return QJsonDocument::fromJson(value.toString().toUtf8()).object();
 }
 
@@ -451,9 +432,9 @@ private Q_SLOTS:
 
     void aFifoAsPreferencesFileHoldsUpNeitherStartNorSigterm()
     {
-        const QJsonObject saved = readPreferences();
-        QVERIFY(QFile::remove(preferencesPath()));
-        QCOMPARE(::mkfifo(QFile::encodeName(preferencesPath()).constData(), 0600), 0);
+        const QJsonObject saved = TestPreferences::read();
+        QVERIFY(QFile::remove(TestPreferences::path()));
+        QCOMPARE(::mkfifo(QFile::encodeName(TestPreferences::path()).constData(), 0600), 0);
 
         QVERIFY(timedStartOfTen().count() >= 0);
         QCOMPARE(m_vantor.countLinesStartingWith(QStringLiteral(
@@ -461,17 +442,17 @@ private Q_SLOTS:
             1);
         stopVantor();
         // Given afresh, the defaults are the same as before.
-        QCOMPARE(readPreferences(), saved);
+        QCOMPARE(TestPreferences::read(), saved);
         removeSetAsidePreferences();
     }
 
     void aLargePreferencesFileAddsAtMostASecondToTheStart()
     {
-        const QJsonObject saved = readPreferences();
+        const QJsonObject saved = TestPreferences::read();
         const auto usual = timedStartOfTen();
         stopVantor();
 
-        QVERIFY(writePreferences(preferencesOfAMegabyte(saved)));
+        QVERIFY(TestPreferences::write(preferencesOfAMegabyte(saved)));
         const auto megabyte = timedStartOfTen();
         stopVantor();
         QVERIFY(megabyte.count() >= 0);
@@ -482,7 +463,7 @@ private Q_SLOTS:
         QCOMPARE(storedShortcut(m_workspaceIds.at(1)), shortcut(19));
 
         // 42 MB is set aside unread.
-        QFile file(preferencesPath());
+        QFile file(TestPreferences::path());
         QVERIFY(file.open(QIODevice::WriteOnly));
         QVERIFY(file.resize(42 * 1024 * 1024));
         file.close();
@@ -497,7 +478,7 @@ private Q_SLOTS:
                      QStringLiteral("Unreadable preferences file (44040192 bytes, more than the "
                                     "1048576 a preferences file may hold) moved aside: ")),
             1);
-        QCOMPARE(readPreferences(), saved);
+        QCOMPARE(TestPreferences::read(), saved);
         removeSetAsidePreferences();
     }
 
@@ -532,7 +513,7 @@ private Q_SLOTS:
 
     void handEditedShortcutsAreReportedAndABareKeyStaysFree()
     {
-        const QJsonObject saved = readPreferences();
+        const QJsonObject saved = TestPreferences::read();
         QJsonObject edited = saved;
         const auto setEntry = [&edited, this](int index, int keyCode, int modifiers) {
             edited.insert(shortcutKey(m_workspaceIds.at(index)),
@@ -543,7 +524,7 @@ private Q_SLOTS:
         setEntry(0, 0, 0); // Work: a bare A
         setEntry(2, 19, 2560); // Extra 3: Sentinel's Shift+Option+2
         setEntry(3, 99999, 256); // Extra 4: Command and no key at all
-        QVERIFY(writePreferences(QJsonDocument(edited).toJson()));
+        QVERIFY(TestPreferences::write(QJsonDocument(edited).toJson()));
 
         QVERIFY(timedStartOfTen().count() >= 0);
         QCOMPARE(m_vantor.countLines(QStringLiteral("Hotkey A not registered: without Control, "
@@ -575,7 +556,7 @@ private Q_SLOTS:
         QVERIFY2(m_vantor.terminate(), m_vantor.describe());
         QVERIFY2(m_vantor.exitedWith(0), m_vantor.describe());
         QVERIFY2(m_vantor.standardError().isEmpty(), m_vantor.describe());
-        QVERIFY(writePreferences(QJsonDocument(saved).toJson()));
+        QVERIFY(TestPreferences::write(QJsonDocument(saved).toJson()));
     }
 };
 
