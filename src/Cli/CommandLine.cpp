@@ -1,6 +1,7 @@
 #include "Cli/CommandLine.h"
 
 #include "Cli/Commands.h"
+#include "Cli/Text.h"
 #include "Util/Console.h"
 
 #include <QTextStream>
@@ -84,10 +85,15 @@ int run(const QStringList& arguments)
         else
             invocation.arguments.append(argument);
     }
+    if (name == QLatin1String("help")) {
+        output(helpText());
+        return Success;
+    }
     const Command* command = findCommand(name);
     if (!command)
         return fail(
-            UsageError, QStringLiteral("unknown command '%1' (see vantor --help)").arg(name));
+            UsageError,
+            QStringLiteral("unknown command '%1' (see vantor --help)").arg(Text::printable(name)));
     if (invocation.json)
         Console::printTo(stderr);
     return command->run(invocation);

@@ -1,6 +1,7 @@
 #include "Cli/ActivationProgress.h"
 #include "Cli/Commands.h"
 #include "Cli/Json.h"
+#include "Cli/Text.h"
 #include "Store/ModelContainer.h"
 #include "Util/CacheManager.h"
 #include "Util/DateUtil.h"
@@ -94,11 +95,16 @@ void waitFor(const Activation& activation, std::chrono::milliseconds settleTime)
     }
 }
 
+QString idText(const Workspace& workspace)
+{
+    return workspace.id().toString(QUuid::WithoutBraces).toUpper();
+}
+
 QString summary(const Workspace& workspace)
 {
     const int apps = static_cast<int>(workspace.apps().size());
     return QStringLiteral("%1\t%2 app%3\tupdated %4")
-        .arg(workspace.name())
+        .arg(Text::printable(workspace.name()))
         .arg(apps)
         .arg(apps == 1 ? QString() : QStringLiteral("s"))
         .arg(DateUtils::workspaceFormatter().string(workspace.updatedAt()));
@@ -108,14 +114,14 @@ QString details(const Workspace& workspace)
 {
     QString text;
     QTextStream out(&text);
-    out << workspace.name() << '\n'
-        << "  id: " << workspace.id().toString(QUuid::WithoutBraces).toUpper() << '\n'
+    out << Text::printable(workspace.name()) << '\n'
+        << "  id: " << idText(workspace) << '\n'
         << "  updated: " << DateUtils::workspaceFormatter().string(workspace.updatedAt()) << '\n';
     if (workspace.notes())
-        out << "  notes: " << *workspace.notes() << '\n';
+        out << "  notes: " << Text::printable(*workspace.notes()) << '\n';
     for (const auto& app : workspace.apps()) {
-        out << "  " << app->name() << " (" << app->bundleIdentifier().value_or(QStringLiteral("-"))
-            << ")\n";
+        out << "  " << Text::printable(app->name()) << " ("
+            << Text::printable(app->bundleIdentifier().value_or(QStringLiteral("-"))) << ")\n";
         for (const auto& layout : app->layouts())
             out << "    " << layout->screenSizeDescription() << ": " << layout->positionX() << ','
                 << layout->positionY() << ' ' << layout->width() << 'x' << layout->height() << '\n';
@@ -123,17 +129,29 @@ QString details(const Workspace& workspace)
     return text;
 }
 
-// The workspace named, or with the id given; null after printing why.
+// The workspace with the id given, or the only one of that name; null after printing why
+// (none, or several of that name: their ids then tell them apart).
 WorkspacePtr findWorkspace(Session& session, const QString& nameOrId)
 {
-    const QUuid id = QUuid::fromString(nameOrId);
-    if (!id.isNull()) {
-        if (auto found = session.manager->context().fetchWorkspace(id); found.ok() && found.value)
+    ModelContext& context = session.manager->context();
+    if (const QUuid id = QUuid::fromString(nameOrId); !id.isNull()) {
+        if (auto found = context.fetchWorkspace(id); found.ok() && found.value)
             return found.value;
     }
-    if (auto workspace = session.manager->fetchWorkspace(nameOrId))
-        return workspace;
-    fail(UsageError, QStringLiteral("no workspace named '%1'").arg(nameOrId));
+    const auto named = context.fetchWorkspaces(nameOrId);
+    if (named.value.size() == 1)
+        return named.value.first();
+    if (named.value.isEmpty()) {
+        fail(UsageError, QStringLiteral("no workspace named '%1'").arg(Text::printable(nameOrId)));
+        return nullptr;
+    }
+    QStringList ids;
+    for (const WorkspacePtr& workspace : named.value)
+        ids.append(idText(*workspace));
+    fail(UsageError,
+        QStringLiteral("%1 workspaces are named '%2'; name one by its id: %3")
+            .arg(ids.size())
+            .arg(Text::printable(nameOrId), ids.join(QStringLiteral(", "))));
     return nullptr;
 }
 
@@ -150,6 +168,9 @@ int list(const Invocation& invocation)
         for (const auto& workspace : workspaces)
             array.append(Json::workspace(*workspace));
         output(Json::text(array));
+    } else if (workspaces.isEmpty()) {
+        std::fputs("No workspaces yet: `vantor capture NAME` makes one of the running apps.\n",
+            stderr);
     } else {
         for (const auto& workspace : workspaces)
             output(summary(*workspace));
@@ -190,8 +211,9 @@ int apps(const Invocation& invocation)
                    .arg(Json::policyName(application.activationPolicy))
                    .arg(application.windowCount)
                    .arg(application.windowCount == 1 ? QString() : QStringLiteral("s"))
-                   .arg(application.bundleIdentifier.value_or(QStringLiteral("-")),
-                       application.localizedName.value_or(QStringLiteral("Unknown App"))));
+                   .arg(Text::printable(application.bundleIdentifier.value_or(QStringLiteral("-"))),
+                       Text::printable(
+                           application.localizedName.value_or(QStringLiteral("Unknown App")))));
     }
     return Success;
 }
@@ -202,9 +224,15 @@ int capture(const Invocation& invocation)
         return fail(UsageError, QStringLiteral("usage: vantor capture NAME [APP_ID...]"));
     const QString name = invocation.arguments.first();
     const QStringList wanted = invocation.arguments.mid(1);
+    if (name.trimmed().isEmpty())
+        return fail(UsageError, QStringLiteral("a workspace needs a name that is not blank"));
     const auto session = openSession();
     if (!session)
         return RuntimeFailure;
+    if (!session->manager->context().fetchWorkspaces(name).value.isEmpty())
+        return fail(UsageError,
+            QStringLiteral("a workspace named '%1' exists; use `vantor update %1 --replace`")
+                .arg(Text::printable(name)));
     QList<AppInfoPtr> apps = session->services->runningApps().get();
     if (!wanted.isEmpty()) {
         apps.removeIf([&wanted](const AppInfoPtr& app) {
@@ -286,16 +314,19 @@ int update(const Invocation& invocation)
 int remove(const Invocation& invocation)
 {
     if (invocation.arguments.size() != 1)
-        return fail(UsageError, QStringLiteral("usage: vantor delete NAME"));
+        return fail(UsageError, QStringLiteral("usage: vantor delete NAME|UUID [--json]"));
     const auto session = openSession();
     if (!session)
         return RuntimeFailure;
-    const QString name = invocation.arguments.first();
-    if (!session->manager->fetchWorkspace(name))
-        return fail(UsageError, QStringLiteral("no workspace named '%1'").arg(name));
-    if (const auto error = session->manager->deleteWorkspace(name))
+    const auto workspace = findWorkspace(*session, invocation.arguments.first());
+    if (!workspace)
+        return UsageError;
+    const QJsonObject deleted = Json::workspace(*workspace);
+    if (const auto error = session->manager->deleteWorkspace(workspace))
         return fail(
             RuntimeFailure, QStringLiteral("the workspace could not be deleted: ") + *error);
+    if (invocation.json)
+        output(Json::text(deleted));
     return Success;
 }
 
@@ -314,7 +345,7 @@ std::vector<Command> workspaceCommands()
             activate},
         {"update", "update NAME [--replace]",
             "add frames for this screen (--replace: only the running apps, captured anew)", update},
-        {"delete", "delete NAME", "delete a workspace", remove},
+        {"delete", "delete NAME|UUID", "delete a workspace", remove},
     };
 }
 

@@ -84,8 +84,13 @@ SaveResult CacheManager::deleteWorkspace(const QString& named)
         Console::print(line);
         return line;
     }
+    return deleteWorkspace(workspace);
+}
+
+SaveResult CacheManager::deleteWorkspace(const WorkspacePtr& workspace)
+{
     m_context.remove(workspace);
-    return saveContext(QStringLiteral("Failed to delete workspace: ") + named);
+    return saveContext(QStringLiteral("Failed to delete workspace: ") + workspace->name());
 }
 
 SaveResult CacheManager::saveContext(const QString& message)

@@ -33,6 +33,8 @@ public:
     SaveResult removeWorkspaceShortcut(const WorkspacePtr& workspace);
     // Deletes the first workspace of that name, with its apps and layouts, and saves.
     SaveResult deleteWorkspace(const QString& named);
+    // Deletes exactly this workspace, with its apps and layouts, and saves.
+    SaveResult deleteWorkspace(const WorkspacePtr& workspace);
 
 private:
     void captureMissingLayouts(const Workspace& workspace);

@@ -563,6 +563,102 @@ private Q_SLOTS:
             QStringList({QStringLiteral("Zulu"), QStringLiteral("Alpha"), QStringLiteral("Mike")}));
         QVERIFY2(!QFile::exists(marker), "a shell ran a workspace name");
     }
+
+    void aNameThatExistsIsNotCapturedAgainNorIsABlankOne()
+    {
+        QVERIFY(failsWith({QStringLiteral("capture"), QStringLiteral("Zulu"),
+                              QStringLiteral("test-logo")},
+            2, QStringLiteral("vantor update Zulu --replace")));
+        QVERIFY(failsWith({QStringLiteral("capture"), QStringLiteral("  \t "),
+                              QStringLiteral("test-logo")},
+            2, QStringLiteral("blank")));
+        QVERIFY(failsWith({QStringLiteral("capture"), QString(), QStringLiteral("test-logo")}, 2,
+            QStringLiteral("blank")));
+        QCOMPARE(workspaceNames(listJson()),
+            QStringList({QStringLiteral("Zulu"), QStringLiteral("Alpha"), QStringLiteral("Mike")}));
+    }
+
+    // Stores made before names were kept apart may hold two of one name.
+    void twoWorkspacesOfOneNameAreToldApartByTheirIds()
+    {
+        QString alphaId;
+        QString mikeId;
+        {
+            const auto store = StoreFile::reopen(
+                qEnvironmentVariable("XDG_DATA_HOME") + QStringLiteral("/Vantor.sqlite"));
+            for (const WorkspacePtr& workspace : store->mainContext().fetchWorkspaces().value) {
+                const QString id = workspace->id().toString(QUuid::WithoutBraces).toUpper();
+                if (workspace->name() == QLatin1String("Alpha"))
+                    alphaId = id;
+                if (workspace->name() == QLatin1String("Mike"))
+                    mikeId = id;
+                if (workspace->name() != QLatin1String("Zulu"))
+                    workspace->setName(QStringLiteral("Twin"));
+            }
+            QVERIFY(!store->mainContext().save());
+        }
+        QVERIFY(!alphaId.isEmpty() && !mikeId.isEmpty());
+
+        for (const QString& command : {QStringLiteral("show"), QStringLiteral("activate"),
+                 QStringLiteral("update"), QStringLiteral("delete")}) {
+            const VantorRun run = vantor({command, QStringLiteral("Twin")});
+            QVERIFY(failed(run, {command}, 2, alphaId));
+            QVERIFY2(run.err().contains(mikeId), run.describe());
+        }
+        QCOMPARE(listJson().size(), 3);
+
+        const VantorRun deleted = vantor({QStringLiteral("delete"), mikeId, QStringLiteral("--json")});
+        QVERIFY2(deleted.exitedWith(0), deleted.describe());
+        QCOMPARE(QJsonDocument::fromJson(deleted.standardOutput)
+                     .object()
+                     .value(QLatin1String("id"))
+                     .toString(),
+            mikeId);
+        const QJsonArray left = listJson();
+        QCOMPARE(workspaceNames(left), QStringList({QStringLiteral("Zulu"), QStringLiteral("Twin")}));
+        QCOMPARE(left.at(1).toObject().value(QLatin1String("id")).toString(), alphaId);
+        // Now the name is unique again.
+        QCOMPARE(showJson(QStringLiteral("Twin")).value(QLatin1String("id")).toString(), alphaId);
+    }
+
+    void controlCharactersAreShownEscapedAndStoredAsTheyAre()
+    {
+        const QString name = QStringLiteral("Evil\x1b]0;owned\x07 name\r");
+        const VantorRun captured
+            = vantor({QStringLiteral("capture"), name, QStringLiteral("test-clock")});
+        QVERIFY2(captured.exitedWith(0), captured.describe());
+        QVERIFY2(captured.standardOutput.startsWith("Evil\\x1b]0;owned\\x07 name\\x0d\n"),
+            captured.describe());
+        const VantorRun listed = vantor({QStringLiteral("list")});
+        QVERIFY2(listed.out().contains(QLatin1String("Evil\\x1b]0;owned\\x07 name\\x0d\t")),
+            listed.describe());
+        for (const char control : {'\x1b', '\x07', '\r'})
+            QVERIFY2(!listed.standardOutput.contains(control), listed.describe());
+        QVERIFY(workspaceNames(listJson()).contains(name));
+        QVERIFY2(vantor({QStringLiteral("delete"), name}).exitedWith(0), "deleting it by name");
+    }
+
+    void anEmptyStoreIsListedAsSuch()
+    {
+        for (const QString& name : workspaceNames(listJson()))
+            QVERIFY(vantor({QStringLiteral("delete"), name}).exitedWith(0));
+        const VantorRun plain = vantor({QStringLiteral("list")});
+        QVERIFY2(plain.exitedWith(0), plain.describe());
+        QVERIFY2(plain.standardOutput.isEmpty(), plain.describe());
+        QVERIFY2(plain.err().startsWith(QLatin1String("No workspaces yet")), plain.describe());
+        const VantorRun json = vantor({QStringLiteral("list"), QStringLiteral("--json")});
+        QVERIFY2(json.exitedWith(0), json.describe());
+        QCOMPARE(QJsonDocument::fromJson(json.standardOutput).array(), QJsonArray());
+        QVERIFY2(json.standardOutput.startsWith('['), json.describe());
+    }
+
+    void helpIsACommandToo()
+    {
+        const VantorRun help = vantor({QStringLiteral("help")});
+        QVERIFY2(help.exitedWith(0), help.describe());
+        QVERIFY(help.out().startsWith(QLatin1String("Usage: vantor")));
+        QCOMPARE(help.out(), vantor({QStringLiteral("--help")}).out());
+    }
 };
 
 VANTOR_DESKTOP_TEST_MAIN(CliTest)
