@@ -261,6 +261,12 @@ void RunningAppsMatchingTest::theCommandLineIsMatchedPastInterpreters()
 {
     const auto pid = static_cast<Platform::ProcessId>(
         startProcess(QStringLiteral("/usr/bin/python3"), {QStringLiteral("-B"), toolScript()}));
+    // The process may be reported started before its command line is python's own.
+    const auto commandLine = [pid] {
+        QFile file(QStringLiteral("/proc/%1/cmdline").arg(pid));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    };
+    QTRY_VERIFY(commandLine().contains(toolScript().toUtf8()));
     addWindow(pid, QStringLiteral("tk"), QStringLiteral("Tk"));
     QCOMPARE(only(pid).bundleIdentifier, QStringLiteral("vantor-test-tool"));
 }
