@@ -2,33 +2,12 @@
 
 #include <QFile>
 
-#include <algorithm>
-#include <cerrno>
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace KeyboardShortcuts {
 namespace {
-
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int fd) : m_fd(fd) { }
-    ~FileDescriptor()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-
-    int get() const { return m_fd; }
-    bool isValid() const { return m_fd >= 0; }
-
-private:
-    int m_fd;
-};
 
 QString kindOf(mode_t mode)
 {
@@ -74,38 +53,24 @@ PreferencesFile::Contents PreferencesFile::read(const QString& path)
         return refused(reason);
 
     // O_NONBLOCK: should something else have been put there since, opening it cannot hang.
-    const FileDescriptor file(
-        ::open(name.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (!file.isValid())
+    const int fd = ::open(name.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    QFile file;
+    if (fd < 0 || !file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        if (fd >= 0)
+            ::close(fd);
         return {};
-    if (::fstat(file.get(), &info) != 0)
+    }
+    if (::fstat(file.handle(), &info) != 0)
         return {};
     if (const QString reason = refusalOf(info); !reason.isEmpty())
         return refused(reason);
 
     // The file may have grown since: reading one byte more than allowed tells.
-    const qsizetype limit = static_cast<qsizetype>(maximumSize) + 1;
-    QByteArray bytes(std::min(static_cast<qsizetype>(info.st_size) + 1, limit), Qt::Uninitialized);
-    qsizetype total = 0;
-    for (;;) {
-        if (total == bytes.size()) {
-            if (bytes.size() == limit)
-                break;
-            bytes.resize(std::min(bytes.size() * 2, limit));
-        }
-        const ssize_t count
-            = ::read(file.get(), bytes.data() + total, static_cast<size_t>(bytes.size() - total));
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
-            return {};
-        if (count == 0)
-            break;
-        total += count;
-    }
-    if (total > maximumSize)
+    const QByteArray bytes = file.read(maximumSize + 1);
+    if (file.error() != QFileDevice::NoError)
+        return {};
+    if (bytes.size() > maximumSize)
         return refused(QStringLiteral("more than %1 bytes").arg(maximumSize));
-    bytes.truncate(total);
     return {Outcome::read, bytes, {}};
 }
 

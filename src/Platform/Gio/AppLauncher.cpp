@@ -9,7 +9,7 @@
 #include <gio/gio.h>
 
 #include <atomic>
-#include <fcntl.h>
+#include <memory>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -20,40 +20,32 @@
 namespace Platform::Gio {
 namespace {
 
-// An open file descriptor, closed when the holder goes.
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int fd = -1) : m_fd(fd) { }
-    ~FileDescriptor()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    int get() const { return m_fd; }
-    bool isValid() const { return m_fd >= 0; }
+// What the app gets as a standard stream; the file closes with the holder, after the launch.
+using Stream = std::unique_ptr<QFile>;
 
-private:
-    int m_fd;
-};
-
-FileDescriptor nullDevice(int flags)
+Stream nullDevice(QIODevice::OpenMode mode)
 {
-    return FileDescriptor(::open("/dev/null", flags | O_CLOEXEC));
+    auto file = std::make_unique<QFile>(QStringLiteral("/dev/null"));
+    file->open(mode | QIODevice::Unbuffered);
+    return file;
 }
 
 // Where the app's output goes: a stream into the journal under the app's name, or nowhere.
-FileDescriptor outputStream(const QString& identifier, [[maybe_unused]] int priority)
+Stream outputStream(const QString& identifier, [[maybe_unused]] int priority)
 {
 #ifdef VANTOR_HAVE_SYSTEMD
     const int fd = sd_journal_stream_fd(identifier.toUtf8().constData(), priority, 0);
-    if (fd >= 0)
-        return FileDescriptor(fd);
+    if (fd >= 0) {
+        auto journal = std::make_unique<QFile>();
+        if (journal->open(fd, QIODevice::WriteOnly | QIODevice::Unbuffered,
+                QFileDevice::AutoCloseHandle))
+            return journal;
+        ::close(fd);
+    }
 #else
     Q_UNUSED(identifier)
 #endif
-    return nullDevice(O_WRONLY);
+    return nullDevice(QIODevice::WriteOnly);
 }
 
 struct LaunchState {
@@ -147,15 +139,16 @@ std::variant<StartedProcess, QString> startDesktopEntry(const QString& path)
         return unusableEntryError(path);
     StartedProcess process = startedProcess(info.get(), path);
     const LaunchContext launch = launchContextFor(info.get());
-    const FileDescriptor input = nullDevice(O_RDONLY);
-    const FileDescriptor output = outputStream(process.entryId, LOG_INFO);
-    const FileDescriptor errors = outputStream(process.entryId, LOG_WARNING);
+    const Stream input = nullDevice(QIODevice::ReadOnly);
+    const Stream output = outputStream(process.entryId, LOG_INFO);
+    const Stream errors = outputStream(process.entryId, LOG_WARNING);
     LaunchState state;
     GError* rawError = nullptr;
     const bool launched = g_desktop_app_info_launch_uris_as_manager_with_fds(info.get(), nullptr,
         launch.context.get(),
         static_cast<GSpawnFlags>(G_SPAWN_SEARCH_PATH | G_SPAWN_DO_NOT_REAP_CHILD), nullptr,
-        nullptr, &onProcessStarted, &state, input.get(), output.get(), errors.get(), &rawError);
+        nullptr, &onProcessStarted, &state, input->handle(), output->handle(), errors->handle(),
+        &rawError);
     const GErrorPtr error(rawError);
     if (!launched) {
         const QString message = fromUtf8(error ? error->message : "unknown error");
