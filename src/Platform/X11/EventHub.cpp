@@ -85,12 +85,6 @@ void EventHub::applyMask(std::uint32_t window, const BitCounts& counts)
     m_connection.flush();
 }
 
-void EventHub::defer(Reply<xcb_generic_event_t> event)
-{
-    m_deferred.push_back(std::move(event));
-    dispatchSoon();
-}
-
 void EventHub::dispatchSoon()
 {
     if (m_dispatchPosted || m_handlers.empty() || !QCoreApplication::instance())
@@ -114,7 +108,10 @@ void EventHub::dispatch()
     m_dispatching = true;
     QElapsedTimer busy;
     busy.start();
-    while (Reply<xcb_generic_event_t> event = next()) {
+    while (m_connection.isAlive()) {
+        const Reply<xcb_generic_event_t> event(xcb_poll_for_event(m_connection.get()));
+        if (!event)
+            break;
         deliver(*event);
         // Many windows answering at once: the rest waits for the next turn of the event
         // loop, so that nothing else waits long.
@@ -129,17 +126,6 @@ void EventHub::dispatch()
     m_dispatching = false;
 }
 
-Reply<xcb_generic_event_t> EventHub::next()
-{
-    if (!m_deferred.empty()) {
-        Reply<xcb_generic_event_t> event = std::move(m_deferred.front());
-        m_deferred.pop_front();
-        return event;
-    }
-    if (!m_connection.isAlive())
-        return nullptr;
-    return Reply<xcb_generic_event_t>(xcb_poll_for_event(m_connection.get()));
-}
 
 void EventHub::deliver(const xcb_generic_event_t& event)
 {

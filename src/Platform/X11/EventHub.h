@@ -7,7 +7,6 @@
 
 #include <array>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -40,8 +39,6 @@ public:
     // Forgets a window that is gone, with whatever was selected on it.
     void forget(std::uint32_t window);
 
-    // Keeps an event that was read while waiting for another, for the next dispatch.
-    void defer(Reply<xcb_generic_event_t> event);
     // Soon, from the event loop: hands out events that replies already took off the socket.
     void dispatchSoon();
 
@@ -49,7 +46,6 @@ private:
     using BitCounts = std::array<int, 25>;
     void applyMask(std::uint32_t window, const BitCounts& counts);
     void dispatch();
-    Reply<xcb_generic_event_t> next();
     void deliver(const xcb_generic_event_t& event);
 
     const Connection& m_connection;
@@ -58,7 +54,6 @@ private:
     std::map<int, Handler> m_handlers;
     int m_nextToken = 1;
     QHash<std::uint32_t, BitCounts> m_selected;
-    std::deque<Reply<xcb_generic_event_t>> m_deferred;
     bool m_dispatching = false;
     bool m_dispatchPosted = false;
 };

@@ -55,7 +55,7 @@ void StateExit::leave(const QList<StateToLeave>& windows, std::chrono::milliseco
         requestNormalState(m_connection, state);
         QTimer::singleShot(bound, &m_context, [this, window = state.window, generation] {
             qCDebug(lcWindows) << "Window" << window << "kept its maximized size";
-            finish(window, generation);
+            finish(window, generation, true);
         });
     }
     m_connection.flush();
@@ -69,13 +69,13 @@ void StateExit::handle(const xcb_generic_event_t& event)
         const auto found = m_waiting.constFind(notify.window);
         if (found != m_waiting.cend()
             && (notify.width != found->width || notify.height != found->height))
-            finish(notify.window, found->generation);
+            finish(notify.window, found->generation, true);
         break;
     }
     case XCB_DESTROY_NOTIFY: {
         const auto window = reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window;
         if (const auto found = m_waiting.constFind(window); found != m_waiting.cend())
-            finish(window, found->generation);
+            finish(window, found->generation, false); // nothing left to place
         break;
     }
     default:
@@ -83,7 +83,7 @@ void StateExit::handle(const xcb_generic_event_t& event)
     }
 }
 
-void StateExit::finish(std::uint32_t window, quint64 generation)
+void StateExit::finish(std::uint32_t window, quint64 generation, bool stillThere)
 {
     const auto found = m_waiting.find(window);
     if (found == m_waiting.end() || found->generation != generation)
@@ -91,7 +91,8 @@ void StateExit::finish(std::uint32_t window, quint64 generation)
     const Left left = std::move(found->left);
     m_waiting.erase(found);
     m_events.deselect(window, watchedEvents);
-    left(window);
+    if (stillThere)
+        left(window);
     if (m_waiting.isEmpty() && m_idle)
         std::exchange(m_idle, {})();
 }

@@ -36,8 +36,8 @@ public:
     StateExit(const StateExit&) = delete;
     StateExit& operator=(const StateExit&) = delete;
 
-    // `left` runs once per window, from the event loop: when it has been resized, has gone,
-    // or `bound` has passed.
+    // `left` runs once per window, from the event loop, when it has been resized or `bound`
+    // has passed; not for a window that went away meanwhile.
     void leave(const QList<StateToLeave>& windows, std::chrono::milliseconds bound, Left left);
     bool isBusy() const { return !m_waiting.isEmpty(); }
     // Runs once the last waiting window has left; replaces an earlier call.
@@ -51,7 +51,7 @@ private:
         quint64 generation = 0;
     };
     void handle(const xcb_generic_event_t& event);
-    void finish(std::uint32_t window, quint64 generation);
+    void finish(std::uint32_t window, quint64 generation, bool stillThere);
 
     const Connection& m_connection;
     EventHub& m_events;

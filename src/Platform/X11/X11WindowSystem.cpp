@@ -72,13 +72,7 @@ X11WindowSystem::X11WindowSystem() : m_connection(Connection::open())
     m_frameHolder = std::make_unique<FrameHolder>(*m_connection, *m_events, *m_stateExit);
 }
 
-X11WindowSystem::~X11WindowSystem()
-{
-    m_frameHolder.reset();
-    m_newWindows.reset();
-    m_stateExit.reset();
-    m_events.reset();
-}
+X11WindowSystem::~X11WindowSystem() = default;
 
 const Connection* X11WindowSystem::liveConnection()
 {
