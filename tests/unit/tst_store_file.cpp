@@ -123,20 +123,34 @@ void fill(const QString& folder)
     while (filler.write(block) == block.size() && filler.flush()) { }
 }
 
-// A full disk is simulated by a tmpfs of 512 KiB; the reason when it cannot be mounted.
-QString mountSmallDisk(const QString& folder)
-{
-    if (::mount("tmpfs", QFile::encodeName(folder).constData(), "tmpfs", 0, "size=512k,mode=0700")
-        == 0)
-        return {};
-    return QStringLiteral("A full disk is a small tmpfs, which cannot be mounted here: ")
-        + QString::fromLocal8Bit(std::strerror(errno));
-}
+// A disk that fills up: a tmpfs of 512 KiB on a fresh folder, for as long as this lives.
+class SmallDisk {
+public:
+    SmallDisk() : m_folder(QDir::tempPath() + QStringLiteral("/vantor-store-XXXXXX"))
+    {
+        if (::mount("tmpfs", QFile::encodeName(m_folder.path()).constData(), "tmpfs", 0,
+                "size=512k,mode=0700")
+            != 0)
+            m_error = QStringLiteral("A full disk is a small tmpfs, which cannot be mounted here: ")
+                + QString::fromLocal8Bit(std::strerror(errno));
+    }
+    ~SmallDisk()
+    {
+        if (m_error.isEmpty())
+            ::umount2(QFile::encodeName(m_folder.path()).constData(), MNT_DETACH);
+    }
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
 
-void unmountSmallDisk(const QString& folder)
-{
-    ::umount2(QFile::encodeName(folder).constData(), MNT_DETACH);
-}
+    // Why it could not be mounted; empty when it is.
+    QString error() const { return m_error; }
+    QString path() const { return m_folder.path(); }
+    QString filePath(const QString& name) const { return m_folder.filePath(name); }
+
+private:
+    QTemporaryDir m_folder;
+    QString m_error;
+};
 
 QByteArray digestOf(const QString& path)
 {
@@ -479,18 +493,16 @@ private Q_SLOTS:
 
     void aFullDiskGivesAStoreThatReadsAndRefusesToSave()
     {
-        QTemporaryDir folder(QDir::tempPath() + QStringLiteral("/vantor-store-XXXXXX"));
-        const QString mountError = mountSmallDisk(folder.path());
-        if (!mountError.isEmpty())
-            QSKIP(qPrintable(mountError));
-        const auto unmount = qScopeGuard([&] { unmountSmallDisk(folder.path()); });
-        const QString path = folder.filePath(QStringLiteral("Vantor.sqlite"));
+        const SmallDisk disk;
+        if (!disk.error().isEmpty())
+            QSKIP(qPrintable(disk.error()));
+        const QString path = disk.filePath(QStringLiteral("Vantor.sqlite"));
         {
             const auto container = ModelContainer::open(path);
             container->mainContext().insert(workspaceNamed(QStringLiteral("Work")));
             QVERIFY(!container->mainContext().save());
         }
-        fill(folder.path());
+        fill(disk.path());
         const QByteArray before = digestOf(path);
 
         QString error;
@@ -509,15 +521,13 @@ private Q_SLOTS:
 
     void aDiskThatFillsUpWhileTheStoreIsOpenRefusesToSave()
     {
-        QTemporaryDir folder(QDir::tempPath() + QStringLiteral("/vantor-store-XXXXXX"));
-        const QString mountError = mountSmallDisk(folder.path());
-        if (!mountError.isEmpty())
-            QSKIP(qPrintable(mountError));
-        const auto unmount = qScopeGuard([&] { unmountSmallDisk(folder.path()); });
-        const QString path = folder.filePath(QStringLiteral("Vantor.sqlite"));
+        const SmallDisk disk;
+        if (!disk.error().isEmpty())
+            QSKIP(qPrintable(disk.error()));
+        const QString path = disk.filePath(QStringLiteral("Vantor.sqlite"));
         const auto container = ModelContainer::open(path);
         QVERIFY(!container->readOnlyReason());
-        fill(folder.path());
+        fill(disk.path());
 
         const auto big = workspaceNamed(QStringLiteral("Big"));
         big->setNotes(QString(64 * 1024, QLatin1Char('x')));
