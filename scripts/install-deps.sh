@@ -6,7 +6,8 @@ set -euo pipefail
 
 build_packages=(
   build-essential cmake ninja-build pkg-config
-  qt6-base-dev qt6-base-dev-tools qt6-declarative-dev libqt6svg6
+  qt6-base-dev qt6-base-dev-tools qt6-declarative-dev qt6-declarative-dev-tools
+  qt6-svg-dev libqt6svg6
   libxcb1-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-res0-dev libxcb-randr0-dev
   libxcb-xkb-dev libxcb-xtest0-dev libxkbcommon-dev libxkbcommon-x11-dev
   libglib2.0-dev libsqlite3-dev libsystemd-dev
@@ -15,7 +16,8 @@ build_packages=(
   qml6-module-qtqml-workerscript
 )
 desktop_packages=(xvfb openbox trayer xdotool wmctrl x11-apps x11-utils xterm imagemagick)
-test_packages=(x11-xserver-utils time strace x11-xkb-utils xkb-data galculator)
+test_packages=(x11-xserver-utils time strace x11-xkb-utils xkb-data galculator
+  dbus-daemon dbus-x11 at-spi2-core python3-pyatspi)
 
 wanted=("${build_packages[@]}")
 case "${1:-build}" in

@@ -67,7 +67,7 @@ void AppDelegate::applicationDidFinishLaunching()
         return;
     }
 
-    m_statusItem = std::make_unique<QSystemTrayIcon>(QIcon(QStringLiteral(":/images/logo-bw.svg")));
+    m_statusItem = std::make_unique<QSystemTrayIcon>(QIcon(QStringLiteral(":/icons/logo-bw.svg")));
     m_statusItem->setToolTip(QStringLiteral("Vantor"));
     connect(m_statusItem.get(), &QSystemTrayIcon::activated, this,
         [this](QSystemTrayIcon::ActivationReason reason) {

@@ -38,7 +38,7 @@ int run(int argc, char** argv)
     QApplication::setApplicationName(QStringLiteral("Vantor"));
     QApplication::setApplicationVersion(QStringLiteral(VANTOR_VERSION));
     QApplication::setDesktopFileName(QString::fromLatin1(Platform::kDesktopFileId));
-    QApplication::setWindowIcon(QIcon(QStringLiteral(":/images/vantor.svg")));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/vantor.svg")));
     QApplication::setQuitOnLastWindowClosed(false);
 
     SingleInstance instance(QStringLiteral("vantor-instance"));
@@ -47,7 +47,8 @@ int run(int argc, char** argv)
 
     // Opened before anything is shown, so that a store that cannot be used ends Vantor
     // with its reason rather than a tray icon over nothing.
-    if (const auto& store = openSharedModelContainer(); !store.ok()) {
+    const auto& store = openSharedModelContainer();
+    if (!store.ok()) {
         StoreFailure::report(*store.error);
         return 1;
     }
@@ -57,12 +58,10 @@ int run(int argc, char** argv)
         &signals, &UnixSignalWatcher::terminationRequested, &app, &QCoreApplication::quit);
 
     Services services;
-    MainWindow mainWindow;
+    MainWindow mainWindow(store.value->mainContext(), services);
     AppDelegate delegate(services, mainWindow);
     QObject::connect(
         &instance, &SingleInstance::showRequested, &delegate, &AppDelegate::openSettings);
-    QObject::connect(&mainWindow, &MainWindow::shown, &delegate,
-        [&services] { services.windowManager().checkAccessibilityTrust(); });
     QTimer::singleShot(0, &delegate, &AppDelegate::applicationDidFinishLaunching);
     return app.exec();
 }

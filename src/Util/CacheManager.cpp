@@ -96,7 +96,16 @@ SaveResult CacheManager::deleteWorkspace(const WorkspacePtr& workspace)
 SaveResult CacheManager::saveContext(const QString& message)
 {
     const SaveResult error = m_context.save();
-    if (error)
+    if (error) {
         Console::print(message + QStringLiteral(". Error: ") + *error);
+        return error;
+    }
+    for (const auto& observer : m_saveObservers)
+        observer();
     return error;
+}
+
+void CacheManager::addSaveObserver(std::function<void()> observer)
+{
+    m_saveObservers.push_back(std::move(observer));
 }

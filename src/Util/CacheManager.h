@@ -6,6 +6,9 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
+#include <vector>
+
 class ModelContext;
 class WindowManager;
 
@@ -36,10 +39,15 @@ public:
     // Deletes exactly this workspace, with its apps and layouts, and saves.
     SaveResult deleteWorkspace(const WorkspacePtr& workspace);
 
+    // Called after every successful save through this manager, so that lists of the
+    // workspaces can be read again.
+    void addSaveObserver(std::function<void()> observer);
+
 private:
     void captureMissingLayouts(const Workspace& workspace);
     SaveResult saveContext(const QString& message);
 
     ModelContext& m_context;
     const WindowManager& m_windowManager;
+    std::vector<std::function<void()>> m_saveObservers;
 };

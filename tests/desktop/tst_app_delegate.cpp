@@ -100,7 +100,7 @@ private Q_SLOTS:
         m_applications = applications.get();
         m_services = std::make_unique<Services>(
             std::make_unique<FakeWindowSystem>(), std::move(applications));
-        m_mainWindow = std::make_unique<MainWindow>();
+        m_mainWindow = std::make_unique<MainWindow>(sharedModelContainer().mainContext(), *m_services);
     }
 
     void cleanup()

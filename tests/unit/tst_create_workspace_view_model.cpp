@@ -1,4 +1,4 @@
-#include "Tabs/Components/QmlTypes.h"
+#include "Shell/QmlEngine.h"
 
 #include "ConsoleCapture.h"
 #include "CreateWorkspaceFixture.h"
@@ -27,7 +27,6 @@ class CreateWorkspaceViewModelTest : public QObject {
     int m_storeNumber = 0;
 
 private Q_SLOTS:
-    void initTestCase() { registerViewModelTypes(); }
 
     void init()
     {
@@ -55,7 +54,7 @@ private Q_SLOTS:
             const CreateWorkspaceStepContent content = step.getContent(f->model.get());
             QCOMPARE(content.componentName, names.at(int(step)));
             QCOMPARE(content.source,
-                QUrl(QStringLiteral("qrc:/qml/Tabs/CreateWorkspace/Steps/") + content.componentName
+                QUrl(QStringLiteral("qrc:/qt/qml/Vantor/Tabs/CreateWorkspace/Steps/") + content.componentName
                     + QStringLiteral(".qml")));
             QCOMPARE(content.viewModel, f->model.get());
         }
@@ -273,6 +272,7 @@ private Q_SLOTS:
     {
         f->run(7, QStringLiteral("Editor"));
         QQmlEngine engine;
+        prepareQmlEngine(engine);
         engine.rootContext()->setContextProperty(QStringLiteral("viewModel"), f->model.get());
         QQmlComponent component(&engine);
         component.setData(R"(
@@ -283,10 +283,10 @@ private Q_SLOTS:
                 property string screen: viewModel.currentContent.componentName
                 property bool unchecked: viewModel.isRunningApps === undefined
                 property bool failed: viewModel.isRunningApps === false
-                property int appCount: viewModel.apps.length
-                property string firstApp: viewModel.apps.length ? viewModel.apps[0].name : ""
+                property int appCount: viewModel.apps.count
+                property string firstApp: viewModel.apps.count ? viewModel.apps.at(0).name : ""
                 function continueWith(name) { viewModel.name = name; return viewModel.continueStep() }
-                function removeFirst() { viewModel.removeApp(viewModel.apps[0]) }
+                function removeFirst() { viewModel.removeApp(viewModel.apps.at(0)) }
             })",
             QUrl());
         std::unique_ptr<QObject> screen(component.create());

@@ -1,6 +1,6 @@
 #include "Store/Database.h"
 #include "Store/ModelContainer.h"
-#include "Tabs/Components/QmlTypes.h"
+#include "Shell/QmlEngine.h"
 #include "Tabs/Workspace/WorkspaceView/WorkspaceViewModel.h"
 #include "Util/CacheManager.h"
 #include "Util/Services.h"
@@ -93,7 +93,6 @@ class WorkspaceViewModelTest : public QObject {
     }
 
 private Q_SLOTS:
-    void initTestCase() { registerViewModelTypes(); }
 
     void init()
     {
@@ -419,17 +418,18 @@ private Q_SLOTS:
         store({workspace(QStringLiteral("Work")), workspace(QStringLiteral("Play"))});
         m_model->reloadWorkspaces();
         QQmlEngine engine;
+        prepareQmlEngine(engine);
         engine.rootContext()->setContextProperty(QStringLiteral("viewModel"), m_model.get());
         QQmlComponent component(&engine);
         component.setData(R"(
             import QtQml
             import Vantor
             QtObject {
-                property int count: viewModel.workspaces.length
+                property int count: viewModel.workspaces.count
                 property string selected: viewModel.selectedWorkspace
                     ? viewModel.selectedWorkspace.name : "none"
                 property bool animate: viewModel.animateSelection
-                function select(index) { viewModel.editWorkspace(viewModel.workspaces[index]) }
+                function select(index) { viewModel.editWorkspace(viewModel.workspaces.at(index)) }
             })",
             QUrl());
         std::unique_ptr<QObject> screen(component.create());

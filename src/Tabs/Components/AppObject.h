@@ -3,12 +3,15 @@
 #include "Models/AppInfo.h"
 
 #include <QObject>
+#include <QtQml/qqmlregistration.h>
 #include <QString>
 
 // One app record as the screens see it. The record's fields never change, so neither do
 // these properties.
 class AppObject final : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("made by Vantor, not in QML")
     Q_PROPERTY(QString id READ id CONSTANT)
     Q_PROPERTY(QString name READ name CONSTANT)
     Q_PROPERTY(QString bundleIdentifier READ bundleIdentifier CONSTANT)

@@ -3,9 +3,10 @@
 #include "Util/DateUtil.h"
 
 WorkspaceObject::WorkspaceObject(WorkspacePtr workspace, QObject* parent)
-    : QObject(parent), m_workspace(std::move(workspace)), m_appObjects(this)
+    : QObject(parent), m_workspace(std::move(workspace)), m_appObjects(this),
+      m_apps("app", nullptr)
 {
-    m_apps = m_appObjects.objectsFor(m_workspace->apps());
+    m_apps.setObjects(m_appObjects.objectsFor(m_workspace->apps()));
 }
 
 QString WorkspaceObject::id() const
@@ -28,7 +29,7 @@ QStringList WorkspaceObject::screenSizes() const
 
 void WorkspaceObject::refresh()
 {
-    m_apps = m_appObjects.objectsFor(m_workspace->apps());
+    m_apps.setObjects(m_appObjects.objectsFor(m_workspace->apps()));
     m_appObjects.keepOnly(m_workspace->apps());
     Q_EMIT changed();
 }

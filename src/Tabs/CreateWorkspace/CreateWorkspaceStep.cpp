@@ -21,6 +21,6 @@ CreateWorkspaceStepContent CreateWorkspaceStep::getContent(
     CreateWorkspaceViewModel* viewModel) const
 {
     const QString name = componentNameOf(*this);
-    return {name, QUrl(QStringLiteral("qrc:/qml/Tabs/CreateWorkspace/Steps/%1.qml").arg(name)),
+    return {name, QUrl(QStringLiteral("qrc:/qt/qml/Vantor/Tabs/CreateWorkspace/Steps/%1.qml").arg(name)),
         viewModel};
 }

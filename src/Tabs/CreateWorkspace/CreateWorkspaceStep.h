@@ -4,6 +4,7 @@
 #include <QObject>
 #include <QString>
 #include <QUrl>
+#include <QtQml/qqmlregistration.h>
 
 #include <cstddef>
 #include <functional>
@@ -55,6 +56,13 @@ public:
 private:
     Value m_value;
 };
+
+// QML sees the steps as CreateWorkspaceStep.Setup, .LaunchApps and .PositionApps.
+namespace CreateWorkspaceStepForQml {
+Q_NAMESPACE
+QML_FOREIGN_NAMESPACE(CreateWorkspaceStep)
+QML_NAMED_ELEMENT(CreateWorkspaceStep)
+} // namespace CreateWorkspaceStepForQml
 
 template <> struct std::hash<CreateWorkspaceStep> {
     std::size_t operator()(CreateWorkspaceStep step) const noexcept

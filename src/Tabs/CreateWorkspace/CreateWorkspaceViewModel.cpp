@@ -21,7 +21,8 @@ CreateWorkspaceViewModel::CreateWorkspaceViewModel(
       m_appChooser(std::make_shared<Platform::FileDialogAppChooser>()),
       m_scheduler(defaultScheduler()),
       m_bringToFront(&bringVantorToFront),
-      m_objects(this)
+      m_objects(this),
+      m_appList("app", nullptr)
 {
 }
 
@@ -61,7 +62,7 @@ void CreateWorkspaceViewModel::setIsNameEmpty(bool isNameEmpty)
 void CreateWorkspaceViewModel::setApps(const QList<AppInfoPtr>& apps)
 {
     m_apps = apps;
-    m_appObjects = m_objects.objectsFor(m_apps);
+    m_appList.setObjects(m_objects.objectsFor(m_apps));
     m_objects.keepOnly(m_apps);
     Q_EMIT appsChanged();
 }

@@ -2,11 +2,13 @@
 
 #include "Models/AppInfo.h"
 #include "Tabs/Components/AppObject.h"
+#include "Tabs/Components/ObjectListModel.h"
 #include "Tabs/Components/RecordObjects.h"
 #include "Tabs/CreateWorkspace/CreateWorkspaceStep.h"
 
 #include <QList>
 #include <QObject>
+#include <QtQml/qqmlregistration.h>
 #include <QString>
 #include <QVariant>
 
@@ -33,11 +35,13 @@ class AppChooser;
 // and goBack() do exactly that, for screens that animate on currentStepChanged.
 class CreateWorkspaceViewModel final : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("made by Vantor, not in QML")
     Q_PROPERTY(QString name READ name WRITE setName NOTIFY nameChanged)
     // Set by validateStep() on the first step; the name field clears it once a name is typed.
     Q_PROPERTY(bool isNameEmpty READ isNameEmpty WRITE setIsNameEmpty NOTIFY isNameEmptyChanged)
-    // AppObjects, in the order they were added.
-    Q_PROPERTY(QList<QObject*> apps READ appObjects NOTIFY appsChanged)
+    // AppObjects ("app"), in the order they were added; notified after every change.
+    Q_PROPERTY(ObjectListModel* apps READ appList NOTIFY appsChanged)
     // undefined until checked, then whether every chosen app ran at the last check.
     Q_PROPERTY(QVariant isRunningApps READ isRunningAppsValue NOTIFY isRunningAppsChanged)
     Q_PROPERTY(
@@ -69,7 +73,8 @@ public:
     void setIsNameEmpty(bool isNameEmpty);
     const QList<AppInfoPtr>& apps() const { return m_apps; }
     void setApps(const QList<AppInfoPtr>& apps);
-    QList<QObject*> appObjects() const { return m_appObjects; }
+    QList<QObject*> appObjects() const { return m_appList.objects(); }
+    ObjectListModel* appList() { return &m_appList; }
     std::optional<bool> isRunningApps() const { return m_isRunningApps; }
     QVariant isRunningAppsValue() const;
     CreateWorkspaceStep currentStep() const { return m_currentStep; }
@@ -129,5 +134,5 @@ private:
     bool m_isBackAnimation = false;
 
     RecordObjects<AppInfo, AppObject> m_objects;
-    QList<QObject*> m_appObjects;
+    ObjectListModel m_appList;
 };

@@ -7,7 +7,8 @@
 
 WorkspaceViewModel::WorkspaceViewModel(
     CacheManager& manager, const Services& services, QObject* parent)
-    : QObject(parent), m_manager(manager), m_services(services), m_objects(this)
+    : QObject(parent), m_manager(manager), m_services(services), m_objects(this),
+      m_workspaceList("workspace", SIGNAL(changed()))
 {
 }
 
@@ -24,7 +25,7 @@ void WorkspaceViewModel::setShowModal(bool showModal)
 void WorkspaceViewModel::setWorkspaces(const QList<WorkspacePtr>& workspaces)
 {
     m_workspaces = workspaces;
-    m_workspaceObjects = m_objects.objectsFor(m_workspaces);
+    m_workspaceList.setObjects(m_objects.objectsFor(m_workspaces));
     releaseUnusedObjects();
     for (WorkspaceObject* object : m_objects.objects())
         object->refresh();

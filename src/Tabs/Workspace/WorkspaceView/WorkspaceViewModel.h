@@ -1,11 +1,13 @@
 #pragma once
 
 #include "Models/Workspace.h"
+#include "Tabs/Components/ObjectListModel.h"
 #include "Tabs/Components/RecordObjects.h"
 #include "Tabs/Components/WorkspaceObject.h"
 
 #include <QList>
 #include <QObject>
+#include <QtQml/qqmlregistration.h>
 
 class CacheManager;
 class Services;
@@ -15,10 +17,12 @@ class Services;
 // and the whole list is read again after each.
 class WorkspaceViewModel final : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("made by Vantor, not in QML")
     // Whether the create sheet is open; the screens set it.
     Q_PROPERTY(bool showModal READ showModal WRITE setShowModal NOTIFY showModalChanged)
-    // WorkspaceObjects, in store order.
-    Q_PROPERTY(QList<QObject*> workspaces READ workspaceObjects NOTIFY workspacesChanged)
+    // WorkspaceObjects ("workspace"), in store order; notified after every re-read.
+    Q_PROPERTY(ObjectListModel* workspaces READ workspaceList NOTIFY workspacesChanged)
     Q_PROPERTY(WorkspaceObject* selectedWorkspace READ selectedWorkspaceObject NOTIFY
             selectedWorkspaceChanged)
     // Whether the screens should animate the latest selection change; it is set before
@@ -35,7 +39,8 @@ public:
 
     const QList<WorkspacePtr>& workspaces() const { return m_workspaces; }
     void setWorkspaces(const QList<WorkspacePtr>& workspaces);
-    QList<QObject*> workspaceObjects() const { return m_workspaceObjects; }
+    QList<QObject*> workspaceObjects() const { return m_workspaceList.objects(); }
+    ObjectListModel* workspaceList() { return &m_workspaceList; }
 
     WorkspacePtr selectedWorkspace() const { return m_selectedWorkspace; }
     WorkspaceObject* selectedWorkspaceObject() const { return m_selectedWorkspaceObject; }
@@ -81,5 +86,5 @@ private:
     WorkspaceObject* m_selectedWorkspaceObject = nullptr;
     bool m_animateSelection = false;
     RecordObjects<Workspace, WorkspaceObject> m_objects;
-    QList<QObject*> m_workspaceObjects;
+    ObjectListModel m_workspaceList;
 };

@@ -1,0 +1,90 @@
+#!/usr/bin/python3
+"""Reads and presses Vantor's main window through the accessibility bus (AT-SPI).
+
+  vantor_window.py tree             the window's named nodes, as JSON lines
+  vantor_window.py press NAME ROLE  presses the first node of that name and role
+  vantor_window.py shown            whether the window is there now (exit 0) or not (3)
+
+Exit status 0 on success, 1 when the application, its window or the node is not there.
+"""
+import json
+import sys
+import time
+
+import pyatspi
+
+DEADLINE_SECONDS = 20
+
+
+def find_frame():
+    """The frame "Vantor" of the application "Vantor", if it is registered now."""
+    for app in pyatspi.Registry.getDesktop(0):
+        if app is None or app.name != "Vantor":
+            continue
+        for child in app:
+            if child is not None and child.getRoleName() == "frame" and child.name == "Vantor":
+                return child
+    return None
+
+
+def vantor_frame():
+    """The frame "Vantor", waiting for it to register."""
+    deadline = time.monotonic() + DEADLINE_SECONDS
+    while time.monotonic() < deadline:
+        frame = find_frame()
+        if frame is not None:
+            return frame
+        time.sleep(0.05)
+    return None
+
+
+def walk(node):
+    yield node
+    for child in node:
+        if child is not None:
+            yield from walk(child)
+
+
+def describe(node):
+    states = node.getState()
+    return {
+        "role": node.getRoleName(),
+        "name": node.name,
+        "showing": states.contains(pyatspi.STATE_SHOWING),
+        "selected": states.contains(pyatspi.STATE_SELECTED) or states.contains(pyatspi.STATE_CHECKED),
+        "actions": [node.queryAction().getName(i) for i in range(node.queryAction().nActions)]
+        if "Action" in pyatspi.listInterfaces(node) else [],
+    }
+
+
+def main(argv):
+    if argv[1:2] == ["shown"]:
+        return 0 if find_frame() is not None else 3
+    frame = vantor_frame()
+    if frame is None:
+        print("no frame Vantor of an application Vantor", file=sys.stderr)
+        return 1
+    if argv[1:2] == ["tree"]:
+        for node in walk(frame):
+            if node.name:
+                print(json.dumps(describe(node)))
+        return 0
+    if argv[1:2] == ["press"] and len(argv) == 4:
+        name, role = argv[2], argv[3]
+        for node in walk(frame):
+            if node.name == name and node.getRoleName() == role:
+                action = node.queryAction()
+                for i in range(action.nActions):
+                    if action.getName(i) in ("press", "Press", "click", "Toggle", "toggle"):
+                        action.doAction(i)
+                        return 0
+                print(f"{role} {name!r} cannot be pressed", file=sys.stderr)
+                return 1
+        print(f"no {role} named {name!r}", file=sys.stderr)
+        return 1
+    print(__doc__, file=sys.stderr)
+    return 2
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv))
