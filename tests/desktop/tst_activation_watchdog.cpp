@@ -53,25 +53,59 @@ Frame targetOf(int i)
     return {100.0 + 150 * (i % 5), 300.0 + 250 * (i / 5), 140, 200};
 }
 
+// Time this thread spent ready to run but waiting for a CPU, from the scheduler's own
+// account (/proc/thread-self/schedstat: run time, wait time, time slices; nanoseconds).
+class RunQueueWait {
+public:
+    RunQueueWait() : m_file(QStringLiteral("/proc/thread-self/schedstat"))
+    {
+        if (!m_file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+            qFatal("Cannot read the scheduler's statistics of this thread");
+    }
+    qint64 totalMs()
+    {
+        m_file.seek(0);
+        const QList<QByteArray> fields = m_file.readAll().split(' ');
+        return fields.value(1).toLongLong() / 1000000;
+    }
+
+private:
+    QFile m_file;
+};
+
 // Measures the longest time the event loop went without running a timer that should fire
-// every few milliseconds: a blocking call anywhere on the loop shows up here.
+// every few milliseconds: a blocking call anywhere on the loop shows up here. Time the
+// thread only waited for a CPU (two cores shared with the X server, the window manager and
+// ten starting apps) is the machine's, not the loop's, and is taken off each gap.
 class EventLoopWatchdog {
 public:
     EventLoopWatchdog()
     {
         m_timer.setTimerType(Qt::PreciseTimer);
         m_timer.setInterval(2);
-        QObject::connect(&m_timer, &QTimer::timeout, [this] {
-            m_longestGapMs = std::max(m_longestGapMs, m_sinceLastTick.restart());
-        });
+        QObject::connect(&m_timer, &QTimer::timeout, [this] { tick(); });
+        m_waitedMs = m_runQueue.totalMs();
         m_sinceLastTick.start();
         m_timer.start();
     }
+    qint64 longestStallMs() const { return m_longestStallMs; }
     qint64 longestGapMs() const { return m_longestGapMs; }
 
 private:
+    void tick()
+    {
+        const qint64 gapMs = m_sinceLastTick.restart();
+        const qint64 waitedMs = m_runQueue.totalMs();
+        m_longestGapMs = std::max(m_longestGapMs, gapMs);
+        m_longestStallMs = std::max(m_longestStallMs, gapMs - (waitedMs - m_waitedMs));
+        m_waitedMs = waitedMs;
+    }
+
     QTimer m_timer;
     QElapsedTimer m_sinceLastTick;
+    RunQueueWait m_runQueue;
+    qint64 m_waitedMs = 0;
+    qint64 m_longestStallMs = 0;
     qint64 m_longestGapMs = 0;
 };
 
@@ -114,8 +148,11 @@ private Q_SLOTS:
         QVERIFY(activation->isFinished() || finished.wait(20000));
         // The launched windows are held on their frames for a while yet.
         QTest::qWait(static_cast<int>(services.windowManager().launchSettings().settleTime.count()));
-        const qint64 longestStallMs = watchdog->longestGapMs();
+        const qint64 longestStallMs = watchdog->longestStallMs();
+        const qint64 longestGapMs = watchdog->longestGapMs();
         watchdog.reset();
+        qInfo("Longest stall of the event loop: %lld ms (%lld ms with waits for a CPU)",
+            longestStallMs, longestGapMs);
 
         QVERIFY2(!activation->hasFailures(), qPrintable(console.lines().join(QLatin1Char('\n'))));
         for (int i = 0; i < appCount; ++i) {
@@ -126,7 +163,10 @@ private Q_SLOTS:
             QTRY_COMPARE(DesktopFacts::outerFrame(windows.first()), expected);
         }
         QVERIFY2(longestStallMs <= longestAllowedStallMs,
-            qPrintable(QStringLiteral("the event loop stalled for %1 ms").arg(longestStallMs)));
+            qPrintable(QStringLiteral("the event loop stalled for %1 ms (the longest gap between "
+                                      "its ticks, waits for a CPU included, was %2 ms)")
+                           .arg(longestStallMs)
+                           .arg(longestGapMs)));
         TestApps::stopAll(QStringLiteral("xlogo"));
     }
 };

@@ -140,6 +140,15 @@ private Q_SLOTS:
         QVERIFY(m_vantor.waitForLines(kShown, 2, std::chrono::seconds(30)));
         QVERIFY(node(QStringLiteral("page tab"), QStringLiteral("Settings")));
     }
+
+    // Run last: whatever the screens did above, the QML engine had nothing to complain of
+    // (no binding loop, no type error, no missing file).
+    void theScreensRanWithoutAQmlWarning()
+    {
+        const QString errors = m_vantor.err();
+        QVERIFY2(!errors.contains(QLatin1String("qrc:/")) && !errors.contains(QLatin1String(".qml")),
+            qPrintable(errors));
+    }
 };
 
 VANTOR_DESKTOP_TEST_MAIN(MainWindowE2eTest)
