@@ -14,6 +14,8 @@ ListView {
     signal editWorkspace(WorkspaceObject workspace)
 
     model: workspaces
+    // Rows are pressed, not kept current: no row stays made while it is scrolled away.
+    currentIndex: -1
     clip: true
     spacing: 2
     boundsBehavior: Flickable.StopAtBounds

@@ -9,6 +9,8 @@ Rectangle {
     id: item
 
     required property WorkspaceObject workspace
+    // Empty while the row goes away with its workspace.
+    readonly property string name: workspace ? workspace.name : ""
     required property bool isEditing
     required property bool isLast
     readonly property bool isHover: pointer.containsMouse
@@ -27,7 +29,7 @@ Rectangle {
     radius: 6
     color: isHover ? Theme.hover : Theme.background
     Accessible.role: Accessible.ListItem
-    Accessible.name: workspace.name
+    Accessible.name: name
     Accessible.description: helpText.text
     Accessible.onPressAction: activate()
 
@@ -50,7 +52,7 @@ Rectangle {
         Text {
             objectName: "workspaceName"
             Layout.fillWidth: true
-            text: item.workspace.name
+            text: item.name
             elide: Text.ElideRight
             textFormat: Text.PlainText
             color: Theme.text
@@ -63,7 +65,7 @@ Rectangle {
             title: "Edit"
             type: MainButtonType.Secondary
             size: MainButtonSize.Small
-            Accessible.name: "Edit " + item.workspace.name
+            Accessible.name: "Edit " + item.name
             onAction: item.editWorkspace(item.workspace)
         }
     }

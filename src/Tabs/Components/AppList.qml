@@ -10,6 +10,7 @@ Item {
     enum AppIconSize { Medium, Small }
 
     required property ObjectListModel apps
+    readonly property int appCount: apps ? apps.count : 0
     property int iconSize: AppList.AppIconSize.Medium
     property bool displayIsRunning: false
     // Whether each row has a remove button; pressing it emits removeApp.
@@ -19,13 +20,13 @@ Item {
 
     readonly property int iconSide: iconSize === AppList.AppIconSize.Small ? 24 : 32
 
-    implicitHeight: apps.count === 0 ? emptyText.implicitHeight : list.contentHeight
+    implicitHeight: appCount === 0 ? emptyText.implicitHeight : list.contentHeight
 
     Text {
         id: emptyText
 
         objectName: "noAppsText"
-        visible: appList.apps.count === 0
+        visible: appList.appCount === 0
         width: parent.width
         padding: 12
         wrapMode: Text.Wrap
@@ -39,7 +40,7 @@ Item {
 
         objectName: "appRows"
         anchors.fill: parent
-        visible: appList.apps.count > 0
+        visible: appList.appCount > 0
         model: appList.apps
         clip: true
         boundsBehavior: Flickable.StopAtBounds
@@ -50,28 +51,30 @@ Item {
             id: row
 
             required property AppObject app
+            // Empty while the row goes away with its app.
+            readonly property string name: app ? app.name : ""
 
             width: ListView.view.width
             height: appList.iconSide + 8 // qmllint disable unqualified
             spacing: 8
             Accessible.role: Accessible.ListItem
-            Accessible.name: app.name
+            Accessible.name: name
 
             AppIcon {
                 Layout.preferredWidth: appList.iconSide // qmllint disable unqualified
                 Layout.preferredHeight: appList.iconSide // qmllint disable unqualified
-                path: row.app.path
+                path: row.app ? row.app.path : ""
                 radius: 6
             }
             Text {
                 Layout.fillWidth: true
-                text: row.app.name
+                text: row.name
                 elide: Text.ElideRight
                 color: Theme.text
                 font: Typography.body
             }
             Text {
-                visible: appList.displayIsRunning && row.app.isRunning // qmllint disable unqualified
+                visible: appList.displayIsRunning && row.app !== null && row.app.isRunning // qmllint disable unqualified
                 text: "Running"
                 color: Theme.green
                 font: Typography.caption
@@ -83,7 +86,7 @@ Item {
                 iconLeft: "xmark.circle.fill"
                 type: MainButtonType.Secondary
                 size: MainButtonSize.Small
-                Accessible.name: "Remove " + row.app.name
+                Accessible.name: "Remove " + row.name
                 onAction: appList.removeApp(row.app) // qmllint disable unqualified
             }
         }

@@ -12,13 +12,15 @@ Item {
     // Whether an app of the workspace has no frame for the current screen.
     required property bool lacksLayoutForCurrentScreen
     property bool isDeleteAlertPresented: false
+    // Empty while the detail goes away with its workspace.
+    readonly property string name: workspace ? workspace.name : ""
 
     signal back()
     signal updateWorkspace(WorkspaceObject workspace, bool overrideCurrent)
     signal deleteWorkspace()
 
     Accessible.role: Accessible.Pane
-    Accessible.name: workspace.name
+    Accessible.name: name
 
     ColumnLayout {
         anchors.fill: parent
@@ -40,7 +42,7 @@ Item {
             Text {
                 objectName: "detailName"
                 Layout.fillWidth: true
-                text: detail.workspace.name
+                text: detail.name
                 elide: Text.ElideRight
                 textFormat: Text.PlainText
                 color: Theme.text
@@ -50,7 +52,7 @@ Item {
             }
             Text {
                 objectName: "updatedAt"
-                text: "Updated at: " + detail.workspace.updatedAtText
+                text: "Updated at: " + (detail.workspace ? detail.workspace.updatedAtText : "")
                 color: Theme.secondaryText
                 font: Typography.caption
                 Accessible.role: Accessible.StaticText
@@ -90,7 +92,7 @@ Item {
                     Layout.leftMargin: 10
                     Layout.rightMargin: 10
                     Layout.preferredHeight: 150
-                    apps: detail.workspace.apps
+                    apps: detail.workspace ? detail.workspace.apps : null
                     iconSize: AppList.AppIconSize.Small
                 }
             }
@@ -111,7 +113,7 @@ Item {
                     Accessible.name: text
                 }
                 Repeater {
-                    model: detail.workspace.screenSizes
+                    model: detail.workspace ? detail.workspace.screenSizes : []
 
                     Text {
                         required property string modelData
@@ -159,7 +161,7 @@ Item {
         visible: detail.isDeleteAlertPresented
         title: "Heads up!"
         icon: "wind"
-        message: "Deleting " + detail.workspace.name + "? That’s bold. Just making sure you meant it."
+        message: "Deleting " + detail.name + "? That’s bold. Just making sure you meant it."
         confirmButtonTitle: "Delete workspace"
         onCancel: detail.isDeleteAlertPresented = false
         onConfirm: {

@@ -45,6 +45,7 @@ Item {
             Layout.fillWidth: true
             Layout.fillHeight: true
             active: view.showDivider
+            visible: active
 
             // The detail reads the view model from this file's scope, which Qt 6.4's qmllint
             // does not follow into a component.
@@ -52,7 +53,7 @@ Item {
                 objectName: "workspaceDetail"
                 workspace: view.viewModel.selectedWorkspace // qmllint disable unqualified
                 // Read again whenever the workspace changes (its screen sizes with it).
-                lacksLayoutForCurrentScreen: workspace.screenSizes.length >= 0 && view.lacks(workspace) // qmllint disable unqualified
+                lacksLayoutForCurrentScreen: workspace !== null && workspace.screenSizes.length >= 0 && view.lacks(workspace) // qmllint disable unqualified
                 onBack: view.viewModel.resetSelectedWorkspace() // qmllint disable unqualified
                 onUpdateWorkspace: (workspace, overrideCurrent) => view.viewModel.updateWorkspace(workspace, overrideCurrent) // qmllint disable unqualified
                 onDeleteWorkspace: view.viewModel.deleteWorkspace() // qmllint disable unqualified
