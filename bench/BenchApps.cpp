@@ -1,5 +1,7 @@
 #include "BenchApps.h"
 
+#include <cstring>
+
 #include <xcb/xtest.h>
 
 namespace Bench {
@@ -98,6 +100,19 @@ QList<QByteArray> FrameReader::wmClass(WindowId window) const
     return QByteArray(static_cast<const char*>(xcb_get_property_value(reply.get())),
         xcb_get_property_value_length(reply.get()))
         .split('\0');
+}
+
+std::optional<std::uint32_t> FrameReader::pixelAt(WindowId window, int x, int y) const
+{
+    const Reply<xcb_get_image_reply_t> reply(xcb_get_image_reply(m_connection.get(),
+        xcb_get_image(m_connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, window, std::int16_t(x),
+            std::int16_t(y), 1, 1, ~0u),
+        nullptr));
+    if (!reply || xcb_get_image_data_length(reply.get()) < 4)
+        return std::nullopt;
+    std::uint32_t pixel = 0;
+    std::memcpy(&pixel, xcb_get_image_data(reply.get()), sizeof pixel);
+    return pixel & 0xffffffu;
 }
 
 void FrameReader::forEachDescendant(

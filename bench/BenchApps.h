@@ -49,6 +49,8 @@ public:
     QList<WindowId> trayIcons(WindowId trayHost) const;
     // WM_CLASS: instance and class.
     QList<QByteArray> wmClass(WindowId window) const;
+    // The colour (0xRRGGBB) of the window's pixel at (x, y); nothing when it cannot be read.
+    std::optional<std::uint32_t> pixelAt(WindowId window, int x, int y) const;
 
 private:
     void forEachDescendant(

@@ -29,6 +29,8 @@ constexpr int kApps = 10;
 constexpr int kRuns = 5;
 // The idle figure is counted over this many seconds (named in the figure).
 constexpr int kIdleSeconds = 30;
+// The light scheme's `background`, which the bench asks of Vantor.
+constexpr std::uint32_t kLightBackground = 0xf6f6f7;
 
 // A number from /proc/PID/status ("VmRSS:", "voluntary_ctxt_switches:"), summed over every
 // thread when `allThreads`.
@@ -53,6 +55,19 @@ qint64 statusField(qint64 pid, const QByteArray& name, bool allThreads = false)
         }
     }
     return total;
+}
+
+// Private_Dirty of /proc/PID/smaps_rollup: the memory that is the process's own.
+qint64 privateDirtyKb(qint64 pid)
+{
+    QFile file(QStringLiteral("/proc/%1/smaps_rollup").arg(pid));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray& line : file.readAll().split('\n')) {
+        if (line.startsWith("Private_Dirty:"))
+            return line.mid(14).trimmed().split(' ').value(0).toLongLong();
+    }
+    return 0;
 }
 
 qint64 contextSwitches(qint64 pid)
@@ -85,6 +100,7 @@ public:
         if (!m_vantor.isRunning())
             return fail("the tray app is not running", m_vantor.describe());
         measureIdle();
+        measureMainWindow();
         measureHotkey();
         measureCommandLine();
         if (!m_vantor.terminate() || !m_vantor.exitedWith(0))
@@ -232,10 +248,74 @@ private:
         const qint64 pid = m_vantor.pid();
         report(QStringLiteral("idle_rss_mb"), statusField(pid, "VmRSS") / 1024.0,
             QStringLiteral("MB"));
+        report(QStringLiteral("idle_private_mb"), privateDirtyKb(pid) / 1024.0, QStringLiteral("MB"));
         const qint64 before = contextSwitches(pid);
         QThread::sleep(kIdleSeconds);
         report(QStringLiteral("idle_wakeups_%1s").arg(kIdleSeconds),
             static_cast<double>(contextSwitches(pid) - before), QStringLiteral("wakeups"));
+    }
+
+    // Vantor's main window: its managed window of WM_CLASS instance "vantor"; 0 when none.
+    WindowId mainWindow() const
+    {
+        for (const WindowId window : m_desktop.probe().clientWindows()) {
+            if (m_reader.wmClass(window).value(0) == "vantor")
+                return window;
+        }
+        return 0;
+    }
+
+    // Whether the main window is on screen with its content drawn: the middle of the empty
+    // Workspaces tab shows the light scheme's background.
+    bool mainWindowDrawn() const
+    {
+        const WindowId window = mainWindow();
+        return window != 0 && m_reader.pixelAt(window, 400, 300) == kLightBackground;
+    }
+
+    void closeMainWindow()
+    {
+        TestDesktop::run(QStringLiteral("wmctrl"), {QStringLiteral("-c"), QStringLiteral("Vantor")});
+        if (!pollUntil([this] { return mainWindow() == 0; }, 10s, 5ms))
+            fail("the main window did not close");
+    }
+
+    // main_window_open_ms: from a second `vantor` (how the user opens the window of the
+    // Vantor in the tray) to the window's first frame on screen, the window closed before.
+    // The forwarding process's own run is main_window_request_ms. Then, with the window
+    // open: main_window_rss_mb and its private (dirty) part, and the wake-ups over 30 s
+    // with the pointer still.
+    void measureMainWindow()
+    {
+        std::vector<double> opens;
+        std::vector<double> requests;
+        for (int run = 0; run < 3; ++run) {
+            if (mainWindow() != 0)
+                closeMainWindow();
+            QThread::msleep(500);
+            const auto start = std::chrono::steady_clock::now();
+            const VantorRun second = VantorProcess::run({});
+            requests.push_back(msSince(start));
+            if (!second.exitedWith(0))
+                return fail("a second vantor did not hand over", second.describe());
+            // Read a pixel every millisecond: the first frame has no event of its own.
+            if (!pollUntil([this] { return mainWindowDrawn(); }, 20s, 1ms))
+                return fail("the main window did not show its content", m_vantor.describe());
+            opens.push_back(msSince(start));
+        }
+        report(QStringLiteral("main_window_open_ms"), median(opens), QStringLiteral("ms"));
+        report(QStringLiteral("main_window_request_ms"), median(requests), QStringLiteral("ms"));
+        QThread::sleep(2);
+        const qint64 pid = m_vantor.pid();
+        report(QStringLiteral("main_window_rss_mb"), statusField(pid, "VmRSS") / 1024.0,
+            QStringLiteral("MB"));
+        report(QStringLiteral("main_window_private_mb"), privateDirtyKb(pid) / 1024.0,
+            QStringLiteral("MB"));
+        const qint64 before = contextSwitches(pid);
+        QThread::sleep(kIdleSeconds);
+        report(QStringLiteral("open_window_wakeups_%1s").arg(kIdleSeconds),
+            static_cast<double>(contextSwitches(pid) - before), QStringLiteral("wakeups"));
+        closeMainWindow();
     }
 
     QList<WindowId> allWindows() const
@@ -343,6 +423,7 @@ Group shellBenchmarks()
     return {"shell", [](TestDesktop& desktop) {
                 // The executable built next to this bench (the release one in build/release).
                 qputenv("VANTOR_EXECUTABLE", VANTOR_EXECUTABLE);
+                qputenv("VANTOR_COLOR_SCHEME", "light");
                 ShellBench(desktop).run();
             }};
 }

@@ -102,5 +102,18 @@ sleep 0.7
 import -window root "$out/4-tray-menu.png"
 xdotool key Escape
 
+# The main window's two tabs, in the light and the dark scheme.
+for scheme in light dark; do
+  kill "${pids[-1]}"; wait "${pids[-1]}" 2>/dev/null || true; unset 'pids[-1]'
+  VANTOR_COLOR_SCHEME=$scheme "$vantor" >>"$out/vantor.log" 2>&1 & pids+=($!)
+  wait_for "Vantor's window ($scheme)" sh -c 'xdotool search --onlyvisible --name "^Vantor\$"'
+  window=$(xdotool search --onlyvisible --name "^Vantor\$" | head -n 1)
+  sleep 0.7
+  import -window "$window" "$out/main-window-workspaces-$scheme.png"
+  xdotool mousemove --window "$window" 144 24 click 1
+  sleep 0.5
+  import -window "$window" "$out/main-window-settings-$scheme.png"
+done
+
 echo "Demo screenshots and Vantor's log: $out"
 ls "$out"
