@@ -1,12 +1,15 @@
 #pragma once
 
+#include "KeyboardShortcuts/KeyboardLayout.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "KeyboardShortcuts/NotificationCenter.h"
+#include "KeyboardShortcuts/Preferences.h"
 #include "KeyboardShortcuts/RecorderControl.h"
 
 #include "PreferencesFile.h"
 #include "TestDesktop.h"
 
+#include <QFile>
 #include <QJsonObject>
 #include <QQmlComponent>
 #include <QQmlEngine>
@@ -336,4 +339,38 @@ inline bool answerAlert(
     return clickInto(input, host.window(),
                RecorderHost::centreOf(host.alertItem(name, objectName.constData())))
         && (!closed.isEmpty() || closed.wait(5000));
+}
+
+// Once per test program, before the first window.
+inline void prepareRecorderTests()
+{
+    KeyboardShortcuts::Preferences::setFolderName(QStringLiteral("Vantor"));
+    KeyboardShortcuts::KeyboardLayout::current().useSystemKeymap();
+    RecorderHost::useSoftwareRendering();
+}
+
+// A host on a clean slate (no handlers, no hot keys, no preferences file), shown and active;
+// null when it could not be shown.
+inline std::unique_ptr<RecorderHost> freshRecorderHost()
+{
+    KeyboardShortcuts::removeAllHandlers();
+    KeyboardShortcuts::unregisterAll();
+    QFile::remove(KeyboardShortcuts::Preferences::standard().filePath());
+    auto host = std::make_unique<RecorderHost>();
+    if (!host->window() || !QTest::qWaitForWindowActive(host->window()))
+        return nullptr;
+    return host;
+}
+
+// The lock modifiers the keyboard has on (XCB_MOD_MASK_LOCK for Caps Lock, the Num Lock
+// modifier), as the keyboard extension reports them.
+inline std::uint16_t lockedModifiers()
+{
+    XConnectionHolder connection(xcb_connect(nullptr, nullptr));
+    xcb_connection_t* c = connection.get();
+    std::free(xcb_xkb_use_extension_reply(c, xcb_xkb_use_extension(c, 1, 0), nullptr));
+    std::unique_ptr<xcb_xkb_get_state_reply_t, decltype(&std::free)> state(
+        xcb_xkb_get_state_reply(c, xcb_xkb_get_state(c, XCB_XKB_ID_USE_CORE_KBD), nullptr),
+        &std::free);
+    return state ? state->lockedMods : 0;
 }

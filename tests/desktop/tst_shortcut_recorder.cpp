@@ -3,13 +3,13 @@
 #include "KeyboardShortcuts/Preferences.h"
 #include "KeyboardShortcuts/RecorderInput.h"
 
+#include "../unit/KeyboardShortcutsTestSupport.h"
 #include "RecorderFixture.h"
 #include "TestMain.h"
 
 #include <QAction>
 #include <QFile>
 #include <QMenu>
-#include <QRegularExpression>
 #include <QtQml/qqmlextensionplugin.h>
 
 Q_IMPORT_QML_PLUGIN(KeyboardShortcutsPlugin)
@@ -21,32 +21,6 @@ namespace {
 constexpr int controlKey = CarbonModifier::controlKey;
 constexpr int optionKey = CarbonModifier::optionKey;
 const QString first = QStringLiteral("recorderFirst");
-
-// The keyboard LED mask from `xset q`: bit 0 Caps Lock, bit 1 Num Lock.
-int ledMask()
-{
-    const QString output
-        = QString::fromUtf8(TestDesktop::run(QStringLiteral("xset"), {QStringLiteral("q")}));
-    const auto match
-        = QRegularExpression(QStringLiteral("LED mask:\\s*([0-9a-fA-F]+)")).match(output);
-    return match.hasMatch() ? match.captured(1).toInt(nullptr, 16) : -1;
-}
-
-class ConsoleLines {
-public:
-    ConsoleLines()
-        : m_previous(ConsoleOutput::setSink([this](const QString& line) { m_lines << line; }))
-    {
-    }
-    ~ConsoleLines() { ConsoleOutput::setSink(m_previous); }
-    ConsoleLines(const ConsoleLines&) = delete;
-    ConsoleLines& operator=(const ConsoleLines&) = delete;
-    QStringList lines() const { return m_lines; }
-
-private:
-    QStringList m_lines;
-    ConsoleOutput::Sink m_previous;
-};
 
 // Another X client holding a key combination, with every lock variant the library grabs.
 class OtherClient {
@@ -79,31 +53,22 @@ class ShortcutRecorderTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        Preferences::setFolderName(QStringLiteral("Vantor"));
-        KeyboardLayout::current().useSystemKeymap();
-        RecorderHost::useSoftwareRendering();
-    }
+    void initTestCase() { prepareRecorderTests(); }
 
     void init()
     {
         failOnUnexpectedWarnings();
-        removeAllHandlers();
-        unregisterAll();
-        QFile::remove(Preferences::standard().filePath());
-        m_host = std::make_unique<RecorderHost>();
-        QVERIFY(m_host->window());
-        QVERIFY(QTest::qWaitForWindowActive(m_host->window()));
+        m_host = freshRecorderHost();
+        QVERIFY(m_host);
     }
 
     void cleanup()
     {
         m_host.reset();
         QVERIFY(!isPaused());
-        if (ledMask() & 1)
+        if (lockedModifiers() & XCB_MOD_MASK_LOCK)
             m_input.press(Keycode::capsLock);
-        if (ledMask() & 2)
+        if (lockedModifiers() & XCB_MOD_MASK_2)
             m_input.press(Keycode::numLock);
     }
 
@@ -169,15 +134,17 @@ private Q_SLOTS:
     void locksDoNotChangeWhatIsRecorded_data()
     {
         QTest::addColumn<std::uint8_t>("lock");
-        QTest::newRow("Num Lock") << Keycode::numLock;
-        QTest::newRow("Caps Lock") << Keycode::capsLock;
+        QTest::addColumn<std::uint16_t>("lockModifier");
+        QTest::newRow("Num Lock") << Keycode::numLock << std::uint16_t(XCB_MOD_MASK_2);
+        QTest::newRow("Caps Lock") << Keycode::capsLock << std::uint16_t(XCB_MOD_MASK_LOCK);
     }
 
     void locksDoNotChangeWhatIsRecorded()
     {
         QFETCH(std::uint8_t, lock);
+        QFETCH(std::uint16_t, lockModifier);
         m_input.press(lock);
-        QVERIFY(ledMask() & (lock == Keycode::capsLock ? 1 : 2));
+        QVERIFY(lockedModifiers() & lockModifier);
         QVERIFY(startRecording(m_input, *m_host));
         QVERIFY(recordAccepted(m_input, m_host->control(), Keycode::a, {Keycode::control}));
         QCOMPARE(storedEntry(first).toString(), storedJson(0, controlKey));
@@ -272,7 +239,7 @@ private Q_SLOTS:
         QFETCH(bool, stored);
         OtherClient other;
         other.grab(Keycode::k, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1);
-        ConsoleLines console;
+        ShortcutConsoleCapture console;
         QVERIFY(startRecording(m_input, *m_host));
         m_input.press(Keycode::k, {Keycode::control, Keycode::alt});
         QVERIFY(waitForAlert(*m_host));

@@ -1,10 +1,7 @@
-#include "KeyboardShortcuts/KeyboardLayout.h"
-#include "KeyboardShortcuts/Preferences.h"
 
 #include "RecorderFixture.h"
 #include "TestMain.h"
 
-#include <QFile>
 #include <QMenu>
 #include <QWidget>
 #include <QtQml/qqmlextensionplugin.h>
@@ -44,22 +41,13 @@ class ShortcutRecorderEndingsTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        Preferences::setFolderName(QStringLiteral("Vantor"));
-        KeyboardLayout::current().useSystemKeymap();
-        RecorderHost::useSoftwareRendering();
-    }
+    void initTestCase() { prepareRecorderTests(); }
 
     void init()
     {
         failOnUnexpectedWarnings();
-        removeAllHandlers();
-        unregisterAll();
-        QFile::remove(Preferences::standard().filePath());
-        m_host = std::make_unique<RecorderHost>();
-        QVERIFY(m_host->window());
-        QVERIFY(QTest::qWaitForWindowActive(m_host->window()));
+        m_host = freshRecorderHost();
+        QVERIFY(m_host);
     }
 
     void cleanup() { m_host.reset(); }
