@@ -15,7 +15,10 @@ namespace {
 // Grown by this much on every side, the field still counts as clicked.
 constexpr qreal clickMargin = 3;
 
+} // namespace
+
 // Calls back when its window gets the keyboard focus, before the window's items hear of it.
+// The recorder's connections to the window go with it.
 class WindowFocusFilter : public QObject {
 public:
     WindowFocusFilter(QWindow* window, std::function<void()> focusIn)
@@ -41,6 +44,8 @@ private:
     QPointer<QWindow> m_window;
     std::function<void()> m_focusIn;
 };
+
+namespace {
 
 QVariant toVariant(const std::optional<Shortcut>& shortcut)
 {
@@ -139,26 +144,23 @@ void RecorderControl::refreshText()
 // the field at once: only a click may start recording until the next turn of the event loop.
 void RecorderControl::attachWindow(QQuickWindow* window)
 {
-    if (window == m_window && m_windowContext)
+    if (window == m_window && m_windowWatch)
         return;
     endRecording(Focus::keep);
-    m_windowFocusFilter.reset();
-    m_windowContext.reset();
+    m_windowWatch.reset();
     m_window = window;
     if (!window)
         return;
-    m_windowContext = std::make_unique<QObject>();
-    QObject* context = m_windowContext.get();
-    m_windowFocusFilter = std::make_unique<WindowFocusFilter>(window, [this, context] {
+    m_windowWatch = std::make_unique<WindowFocusFilter>(window, [this] {
         m_canBecomeKey = false;
         QMetaObject::invokeMethod(
-            context, [this] { m_canBecomeKey = true; }, Qt::QueuedConnection);
+            m_windowWatch.get(), [this] { m_canBecomeKey = true; }, Qt::QueuedConnection);
     });
-    connect(window, &QWindow::activeChanged, context, [this, window] {
+    connect(window, &QWindow::activeChanged, m_windowWatch.get(), [this, window] {
         if (!window->isActive())
             endRecording();
     });
-    connect(window, &QWindow::visibleChanged, context, [this](bool visible) {
+    connect(window, &QWindow::visibleChanged, m_windowWatch.get(), [this](bool visible) {
         if (!visible)
             endRecording();
     });
@@ -179,7 +181,8 @@ void RecorderControl::fieldFocusChanged(bool hasFocus)
 
 void RecorderControl::startRecording()
 {
-    if (m_session || !m_field)
+    // Without a name there is nothing to record for.
+    if (m_session || !m_field || m_name.rawValue().isEmpty())
         return;
     m_session = std::make_unique<RecordingSession>(m_window,
         ApplicationEventMonitor::Handlers{

@@ -20,6 +20,8 @@
 
 namespace KeyboardShortcuts {
 
+class WindowFocusFilter;
+
 // The logic of the shortcut recorder, the search-field-like box in which the user records the
 // global shortcut of one name. It drives a text field given as `field`: it shows the stored
 // shortcut, starts recording when the field gets keyboard focus, takes the next key
@@ -98,9 +100,8 @@ private:
     QString m_text;
     QPointer<QQuickItem> m_field;
     QPointer<QQuickWindow> m_window;
-    // Connections to the field's window; replaced with the window.
-    std::unique_ptr<QObject> m_windowContext;
-    std::unique_ptr<QObject> m_windowFocusFilter;
+    // Watches the field's window; replaced with the window.
+    std::unique_ptr<WindowFocusFilter> m_windowWatch;
     std::unique_ptr<RecordingSession> m_session;
     std::optional<PendingAlert> m_pendingAlert;
     bool m_canBecomeKey = true;
