@@ -187,7 +187,8 @@ void RecorderControl::startRecording()
     m_session = std::make_unique<RecordingSession>(m_window,
         ApplicationEventMonitor::Handlers{
             [this](const QKeyEvent& event) { return keyPressed(event); },
-            [this](QPointF position) { mouseReleased(position); }});
+            [this](QPointF position) { mouseReleased(position); }},
+        [this](const Shortcut& shortcut) { hotKeyPressed(shortcut); });
     Q_EMIT recordingChanged();
 }
 
@@ -209,6 +210,12 @@ bool RecorderControl::keyPressed(const QKeyEvent& event)
     const RecorderVerdict verdict = weigh(*press);
     act(verdict, press->shortcut.value_or(Shortcut()));
     return verdict.step != RecorderVerdict::endAndPassOn;
+}
+
+void RecorderControl::hotKeyPressed(const Shortcut& shortcut)
+{
+    const RecorderKeyPress press{shortcut.carbonKeyCode, shortcut.modifiers(), shortcut};
+    act(weigh(press), shortcut);
 }
 
 // A click on or near the field leaves the recording going; one further away ends it.

@@ -89,6 +89,7 @@ private:
     void startRecording();
     void endRecording(Focus focus = Focus::drop);
     bool keyPressed(const QKeyEvent& event);
+    void hotKeyPressed(const Shortcut& shortcut);
     void mouseReleased(QPointF globalPosition);
     void act(const RecorderVerdict& verdict, const Shortcut& shortcut);
     void alert(const PendingAlert& pending, const QString& title, const QString& message,

@@ -64,8 +64,10 @@ void RecordingSession::LaterDeleter::operator()(QObject* object) const
     object->deleteLater();
 }
 
-RecordingSession::RecordingSession(QWindow* window, ApplicationEventMonitor::Handlers handlers)
+RecordingSession::RecordingSession(
+    QWindow* window, ApplicationEventMonitor::Handlers handlers, PausedKeyReceiver hotKeyReceiver)
 {
+    setPausedKeyReceiver(std::move(hotKeyReceiver));
     setPaused(true);
     announce(true);
     m_monitor.reset(new ApplicationEventMonitor(std::move(handlers)));
@@ -80,6 +82,7 @@ RecordingSession::~RecordingSession()
         app->removeEventFilter(m_monitor.get());
     m_monitor.reset();
     setPaused(false);
+    setPausedKeyReceiver({});
     announce(false);
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KeyboardShortcuts/KeyboardShortcuts.h"
+
 #include <QObject>
 #include <QPointF>
 #include <QPointer>
@@ -49,12 +51,14 @@ private:
     Handlers m_handlers;
 };
 
-// One recording of a shortcut, from its start to its end: hot keys paused, the keyboard held,
-// the application's input watched, and the active status announced at both ends. Ending it is
+// One recording of a shortcut, from its start to its end: hot keys paused (and handed to it),
+// the keyboard held, the application's input watched, and the active status announced at
+// both ends. Ending it is
 // destroying it, which may happen from within one of its handlers.
 class RecordingSession {
 public:
-    RecordingSession(QWindow* window, ApplicationEventMonitor::Handlers handlers);
+    RecordingSession(QWindow* window, ApplicationEventMonitor::Handlers handlers,
+        PausedKeyReceiver hotKeyReceiver);
     ~RecordingSession();
     RecordingSession(const RecordingSession&) = delete;
     RecordingSession& operator=(const RecordingSession&) = delete;
