@@ -285,6 +285,38 @@ private Q_SLOTS:
         QTRY_COMPARE(runs, 1);
     }
 
+    void theChecksComeInTheirOrder_data()
+    {
+        QTest::addColumn<int>("keyCode");
+        QTest::addColumn<ModifierFlags>("modifiers");
+        QTest::addColumn<int>("step");
+        const ModifierFlags none;
+        const ModifierFlags shift = ModifierFlag::shift;
+        const ModifierFlags control = ModifierFlag::control;
+        QTest::newRow("Tab") << Key::tab.rawValue << none << int(RecorderVerdict::endAndPassOn);
+        QTest::newRow("Shift-Tab") << Key::tab.rawValue << shift << int(RecorderVerdict::beep);
+        QTest::newRow("Escape") << Key::escape.rawValue << none << int(RecorderVerdict::end);
+        QTest::newRow("Control-Escape")
+            << Key::escape.rawValue << control << int(RecorderVerdict::accept);
+        QTest::newRow("Delete") << Key::delete_.rawValue << none << int(RecorderVerdict::clear);
+        QTest::newRow("Forward Delete")
+            << Key::deleteForward.rawValue << none << int(RecorderVerdict::clear);
+        QTest::newRow("Control-Delete")
+            << Key::delete_.rawValue << control << int(RecorderVerdict::accept);
+        QTest::newRow("A") << Key::a.rawValue << none << int(RecorderVerdict::beep);
+        QTest::newRow("Shift-F5") << Key::f5.rawValue << shift << int(RecorderVerdict::accept);
+        QTest::newRow("Control and no key") << 99999 << control << int(RecorderVerdict::beep);
+    }
+
+    void theChecksComeInTheirOrder()
+    {
+        QFETCH(int, keyCode);
+        QFETCH(ModifierFlags, modifiers);
+        QFETCH(int, step);
+        const RecorderKeyPress press{keyCode, modifiers, Shortcut(Key(keyCode), modifiers)};
+        QCOMPARE(int(weigh(press).step), step);
+    }
+
     void theDisallowedRuleHoldsOnlyInTheSandboxOfTwoVersions()
     {
         const Shortcut optionA(Key::a, ModifierFlag::option);
