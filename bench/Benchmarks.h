@@ -29,5 +29,7 @@ Group applicationBenchmarks();
 Group shellBenchmarks();
 // Launching closed apps until their windows stand on their frames.
 Group launchBenchmarks();
+// The shortcut recorder, from a key press to the stored shortcut.
+Group recorderBenchmarks();
 
 } // namespace Bench

@@ -34,9 +34,9 @@ int main(int argc, char** argv)
     qputenv("QT_QPA_PLATFORM", "xcb");
     QApplication app(argc, argv);
     const QStringList only = app.arguments().mid(1);
-    for (const Bench::Group& group :
-        {Bench::windowBenchmarks(), Bench::shortcutBenchmarks(), Bench::storeBenchmarks(),
-            Bench::applicationBenchmarks(), Bench::shellBenchmarks(), Bench::launchBenchmarks()}) {
+    for (const Bench::Group& group : {Bench::windowBenchmarks(), Bench::shortcutBenchmarks(),
+             Bench::storeBenchmarks(), Bench::applicationBenchmarks(), Bench::shellBenchmarks(),
+             Bench::launchBenchmarks(), Bench::recorderBenchmarks()}) {
         if (only.isEmpty() || only.contains(QLatin1String(group.name)))
             group.run(desktop);
     }

@@ -141,6 +141,13 @@ QList<Shortcut> CarbonKeyboardShortcuts::system()
     return {};
 }
 
+bool CarbonKeyboardShortcuts::isReservedBySystem(const Shortcut& shortcut)
+{
+    return system().contains(shortcut)
+        || service().isHeldByAnotherClient(static_cast<quint32>(shortcut.carbonKeyCode),
+            static_cast<quint32>(shortcut.carbonModifiers));
+}
+
 OSStatus CarbonKeyboardShortcuts::carbonKeyboardShortcutsEventHandler(const KeyboardEvent* event)
 {
     if (!event)

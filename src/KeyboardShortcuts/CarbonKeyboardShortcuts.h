@@ -37,6 +37,9 @@ public:
 
     // The shortcuts the system reserves for itself.
     static QList<Shortcut> system();
+    // Whether the system reserves the shortcut: it is one of system(), or another client of
+    // the desktop holds it (found by trying it, without keeping it).
+    static bool isReservedBySystem(const Shortcut& shortcut);
 
     // The entry of the service's events.
     static OSStatus carbonKeyboardShortcutsEventHandler(const KeyboardEvent* event);

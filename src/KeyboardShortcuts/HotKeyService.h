@@ -68,6 +68,15 @@ public:
     // The virtual key code and hot-key modifiers of an application key event, from its native
     // scan code and modifiers (all of them, locks included); none for a key unknown here.
     virtual std::optional<RawKey> rawKey(quint32 nativeScanCode, quint32 nativeModifiers) = 0;
+
+    // Whether another client of the system holds the key combination for itself, so that a
+    // registration of it would fail. This service's own registrations do not count.
+    virtual bool isHeldByAnotherClient(quint32 keyCode, quint32 modifiers)
+    {
+        Q_UNUSED(keyCode)
+        Q_UNUSED(modifiers)
+        return false;
+    }
 };
 
 // The hot-key service of this session: the X server's key grabs, or a service that refuses

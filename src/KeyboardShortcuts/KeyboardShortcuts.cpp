@@ -24,6 +24,7 @@ struct State {
     StreamHandlers streamKeyUpHandlers;
     bool isEnabled = true;
     bool isPaused = false;
+    PausedKeyReceiver pausedKeyReceiver;
     bool isMenuOpen = false;
     bool isInitialized = false;
     // The names last reported as sharing each shortcut.
@@ -383,8 +384,19 @@ bool isHotKeyRegistered(const Name& name)
     return shortcut && CarbonKeyboardShortcuts::isRegistered(*shortcut);
 }
 
+void setPausedKeyReceiver(PausedKeyReceiver receiver)
+{
+    state().pausedKeyReceiver = std::move(receiver);
+}
+
 void handleOnKeyDown(const Shortcut& shortcut)
 {
+    if (state().isPaused && state().pausedKeyReceiver) {
+        // A copy: the receiver may replace itself.
+        const PausedKeyReceiver receiver = state().pausedKeyReceiver;
+        receiver(shortcut);
+        return;
+    }
     // Copies: a handler may add handlers while they run.
     const auto legacy = state().legacyKeyDownHandlers;
     const auto streams = state().streamKeyDownHandlers;

@@ -76,6 +76,11 @@ void setEnabled(bool enabled);
 // While true no handler runs (set by the recorder so recording does not fire shortcuts).
 bool isPaused();
 void setPaused(bool paused);
+// While paused, a pressed hot key goes to this receiver instead (none: nowhere). The recorder
+// takes combinations this way that the X server hands to a hot-key grab rather than to its
+// window, when the window could not hold the keyboard.
+using PausedKeyReceiver = std::function<void(const Shortcut& shortcut)>;
+void setPausedKeyReceiver(PausedKeyReceiver receiver);
 // Whether any menu of the application is open; set by the menu tracking.
 bool isMenuOpen();
 void setMenuOpen(bool open);

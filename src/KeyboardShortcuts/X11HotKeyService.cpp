@@ -120,13 +120,11 @@ OSStatus X11HotKeyService::grab(Grab& entry)
     const auto modifiers = map.grabModifiers(static_cast<int>(entry.carbonModifiers));
     if (!keycode || *keycode > 255 || !map.hasKeycode(*keycode) || !modifiers)
         return eventHotKeyInvalidErr;
-    for (const auto& [ref, other] : m_grabs) {
-        // The server would let this client take its own combination twice.
-        if (other.grabbed && other.keycode == *keycode && other.modifiers == *modifiers)
-            return eventHotKeyExistsErr;
-    }
     entry.keycode = static_cast<quint8>(*keycode);
     entry.modifiers = *modifiers;
+    // The server would let this client take its own combination twice.
+    if (isGrabbedHere(entry))
+        return eventHotKeyExistsErr;
 
     xcb_connection_t* c = m_connection->get();
     const QList<quint16> variants = map.lockVariants();
@@ -152,6 +150,29 @@ OSStatus X11HotKeyService::grab(Grab& entry)
     }
     entry.grabbed = true;
     return noErr;
+}
+
+bool X11HotKeyService::isGrabbedHere(const Grab& entry) const
+{
+    for (const auto& [ref, other] : m_grabs) {
+        if (other.grabbed && other.keycode == entry.keycode && other.modifiers == entry.modifiers)
+            return true;
+    }
+    return false;
+}
+
+bool X11HotKeyService::isHeldByAnotherClient(quint32 keyCode, quint32 modifiers)
+{
+    if (!attach())
+        return false;
+    Grab probe{keyCode, modifiers, {}};
+    const OSStatus status = grab(probe);
+    if (status == noErr) {
+        ungrab(probe);
+        m_connection->flush();
+        return false;
+    }
+    return status == eventHotKeyExistsErr && !isGrabbedHere(probe);
 }
 
 void X11HotKeyService::ungrab(Grab& entry)

@@ -32,6 +32,8 @@ public:
     OSStatus installEventHandler(EventHandler handler) override;
     void setHotKeyEventsEnabled(bool enabled) override;
     std::optional<RawKey> rawKey(quint32 nativeScanCode, quint32 nativeModifiers) override;
+    // Tries the grab, for every lock variant, and lets go of it at once.
+    bool isHeldByAnotherClient(quint32 keyCode, quint32 modifiers) override;
 
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
 
@@ -50,6 +52,7 @@ private:
     OSStatus grab(Grab& grab);
     void ungrab(Grab& grab);
     const Grab* grabFor(quint8 keycode, quint16 state) const;
+    bool isGrabbedHere(const Grab& grab) const;
     void keyboardChanged();
     void deliver(KeyboardEvent::Kind kind, EventHotKeyID id);
 
