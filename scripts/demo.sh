@@ -110,7 +110,7 @@ for scheme in light dark; do
   window=$(xdotool search --onlyvisible --name "^Vantor\$" | head -n 1)
   sleep 0.7
   import -window "$window" "$out/main-window-workspaces-$scheme.png"
-  xdotool mousemove --window "$window" 144 24 click 1
+  xdotool mousemove --window "$window" 600 24 click 1
   sleep 0.5
   import -window "$window" "$out/main-window-settings-$scheme.png"
 done
