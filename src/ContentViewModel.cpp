@@ -10,9 +10,14 @@ ContentViewModel::ContentViewModel(
       m_cacheManager(context, services.windowManager()),
       m_workspaceViewModel(m_cacheManager, services),
       m_workspaceObjects(this),
-      m_workspaces("workspace", SIGNAL(changed()))
+      m_workspaces("workspace", SIGNAL(changed())),
+      m_storeWatcher(context)
 {
     m_cacheManager.addSaveObserver([this] { reloadWorkspaces(); });
+    connect(&m_storeWatcher, &StoreWatcher::changedElsewhere, this, [this] {
+        reloadWorkspaces();
+        m_workspaceViewModel.reloadWorkspaces();
+    });
     reloadWorkspaces();
 }
 

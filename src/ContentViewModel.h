@@ -4,6 +4,7 @@
 #include "Tabs/Components/RecordObjects.h"
 #include "Tabs/Components/WorkspaceObject.h"
 #include "Tabs/Workspace/WorkspaceView/WorkspaceViewModel.h"
+#include "Store/StoreWatcher.h"
 #include "Util/CacheManager.h"
 
 #include <QObject>
@@ -14,8 +15,8 @@ class Services;
 
 // What the main window's content holds while it is shown: the CacheManager on the
 // window's store context, the Workspaces tab's view model made on it, and the live list of
-// every stored workspace that the Settings tab shows. Made anew for every showing of the
-// window.
+// every stored workspace that the Settings tab shows, both following changes that the
+// command line or another context saves. Made anew for every showing of the window.
 class ContentViewModel final : public QObject {
     Q_OBJECT
     QML_ELEMENT
@@ -44,4 +45,5 @@ private:
     WorkspaceViewModel m_workspaceViewModel;
     RecordObjects<Workspace, WorkspaceObject> m_workspaceObjects;
     ObjectListModel m_workspaces;
+    StoreWatcher m_storeWatcher;
 };

@@ -27,6 +27,15 @@ QString ModelContext::path() const
     return m_database->path();
 }
 
+std::optional<qint64> ModelContext::foreignChangeCount()
+{
+    try {
+        return m_database->queryInteger("PRAGMA data_version");
+    } catch (const StoreError&) {
+        return std::nullopt;
+    }
+}
+
 void ModelContext::insert(const WorkspacePtr& workspace)
 {
     if (!workspace)

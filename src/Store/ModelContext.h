@@ -58,6 +58,9 @@ public:
 
     // The file this context works on.
     QString path() const;
+    // A number that changes whenever another connection (another context or process)
+    // commits to the file; nothing when it cannot be read.
+    std::optional<qint64> foreignChangeCount();
 
 private:
     friend class ModelContainer;

@@ -239,6 +239,23 @@ private Q_SLOTS:
         QVERIFY(!find(QStringLiteral("workspaceDetail")));
     }
 
+    void theListFollowsWorkspacesSavedAndDeletedElsewhere()
+    {
+        store({workspace(QStringLiteral("Alpha"), {})});
+        showWindow();
+        QTRY_COMPARE(texts(QStringLiteral("workspaceName")), QStringList{QStringLiteral("Alpha")});
+        const QList<WorkspacePtr> later{workspace(QStringLiteral("Alpha"), {}), workspace(QStringLiteral("Beta"), {})};
+        store(later);
+        QTRY_COMPARE(texts(QStringLiteral("workspaceName")),
+            QStringList({QStringLiteral("Alpha"), QStringLiteral("Beta")}));
+
+        click(visibleItems(QStringLiteral("editButton")).value(1));
+        QTRY_COMPARE(texts(QStringLiteral("detailName")), QStringList{QStringLiteral("Beta")});
+        store({later.at(0)});
+        QTRY_VERIFY(!find(QStringLiteral("workspaceDetail")));
+        QTRY_COMPARE(texts(QStringLiteral("workspaceName")), QStringList{QStringLiteral("Alpha")});
+    }
+
     void fiveHundredWorkspacesOpenAndScroll()
     {
         QList<WorkspacePtr> many;

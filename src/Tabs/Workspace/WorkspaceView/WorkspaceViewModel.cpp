@@ -74,6 +74,9 @@ void WorkspaceViewModel::resetSelectedWorkspace()
 void WorkspaceViewModel::reloadWorkspaces()
 {
     setWorkspaces(m_manager.fetchAllWorkspaces());
+    // Deleted elsewhere (the command line, another window) while it was open here.
+    if (m_selectedWorkspace && !m_workspaces.contains(m_selectedWorkspace))
+        setSelectedWorkspace(nullptr, true);
 }
 
 void WorkspaceViewModel::openWorkspace(WorkspaceObject* workspace) const

@@ -59,7 +59,8 @@ public:
     Q_INVOKABLE void deleteWorkspace();
     Q_INVOKABLE void resetSelectedWorkspace();
 
-    // Sets the list to every stored workspace.
+    // Sets the list to every stored workspace; a selected one no longer stored is
+    // deselected.
     Q_INVOKABLE void reloadWorkspaces();
     // Launches or places the workspace's apps, as activating it does.
     Q_INVOKABLE void openWorkspace(WorkspaceObject* workspace) const;
