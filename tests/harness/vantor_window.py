@@ -2,7 +2,9 @@
 """Reads and presses Vantor's main window through the accessibility bus (AT-SPI).
 
   vantor_window.py tree             the window's named nodes, as JSON lines
-  vantor_window.py press NAME ROLE  presses the first node of that name and role
+  vantor_window.py press NAME ROLE [--in NAME]
+                                    presses the first node of that name and role (inside
+                                    the first node named after --in, e.g. a sheet)
   vantor_window.py shown            whether the window is there now (exit 0) or not (3)
 
 Exit status 0 on success, 1 when the application, its window or the node is not there.
@@ -69,9 +71,15 @@ def main(argv):
             if node.name:
                 print(json.dumps(describe(node)))
         return 0
-    if argv[1:2] == ["press"] and len(argv) == 4:
+    if argv[1:2] == ["press"] and len(argv) in (4, 6):
         name, role = argv[2], argv[3]
-        for node in walk(frame):
+        scope = frame
+        if len(argv) == 6 and argv[4] == "--in":
+            scope = next((node for node in walk(frame) if node.name == argv[5]), None)
+            if scope is None:
+                print(f"nothing named {argv[5]!r}", file=sys.stderr)
+                return 1
+        for node in walk(scope):
             if node.name == name and node.getRoleName() == role:
                 action = node.queryAction()
                 for i in range(action.nActions):
