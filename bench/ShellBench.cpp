@@ -5,6 +5,7 @@
 
 #include "BenchApps.h"
 #include "TestDesktop.h"
+#include "Store/ModelContainer.h"
 #include "VantorProcess.h"
 
 #include <QDir>
@@ -103,6 +104,7 @@ public:
         measureMainWindow();
         measureHotkey();
         measureCommandLine();
+        measureWorkspaceTab();
         if (!m_vantor.terminate() || !m_vantor.exitedWith(0))
             fail("the tray app did not quit cleanly on SIGTERM", m_vantor.describe());
     }
@@ -285,10 +287,10 @@ private:
     // The forwarding process's own run is main_window_request_ms. Then, with the window
     // open: main_window_rss_mb and its private (dirty) part, and the wake-ups over 30 s
     // with the pointer still.
-    void measureMainWindow()
+    // The times from a second `vantor` to the main window's first frame (the window closed
+    // before each) and of the forwarding process's own run; false when one did not open.
+    bool timeOpenings(std::vector<double>& opens, std::vector<double>& requests)
     {
-        std::vector<double> opens;
-        std::vector<double> requests;
         for (int run = 0; run < 3; ++run) {
             if (mainWindow() != 0)
                 closeMainWindow();
@@ -296,13 +298,26 @@ private:
             const auto start = std::chrono::steady_clock::now();
             const VantorRun second = VantorProcess::run({});
             requests.push_back(msSince(start));
-            if (!second.exitedWith(0))
-                return fail("a second vantor did not hand over", second.describe());
+            if (!second.exitedWith(0)) {
+                fail("a second vantor did not hand over", second.describe());
+                return false;
+            }
             // Read a pixel every millisecond: the first frame has no event of its own.
-            if (!pollUntil([this] { return mainWindowDrawn(); }, 20s, 1ms))
-                return fail("the main window did not show its content", m_vantor.describe());
+            if (!pollUntil([this] { return mainWindowDrawn(); }, 20s, 1ms)) {
+                fail("the main window did not show its content", m_vantor.describe());
+                return false;
+            }
             opens.push_back(msSince(start));
         }
+        return true;
+    }
+
+    void measureMainWindow()
+    {
+        std::vector<double> opens;
+        std::vector<double> requests;
+        if (!timeOpenings(opens, requests))
+            return;
         report(QStringLiteral("main_window_open_ms"), median(opens), QStringLiteral("ms"));
         report(QStringLiteral("main_window_request_ms"), median(requests), QStringLiteral("ms"));
         QThread::sleep(2);
@@ -367,6 +382,29 @@ private:
     // own X connection, at its app's stored frame. It covers the release event's way to Vantor,
     // the store fetch, finding the apps' windows, the move requests and the window manager
     // carrying them out.
+    // workspace_tab_open_500_ms: the window opened on the Workspaces tab with 500 stored
+    // workspaces, until its first frame.
+    void measureWorkspaceTab()
+    {
+        const auto container = ModelContainer::open(
+            qEnvironmentVariable("XDG_DATA_HOME") + QStringLiteral("/Vantor.sqlite"));
+        if (!container)
+            return fail("the store did not open");
+        for (int i = 0; i < 500; ++i) {
+            container->mainContext().insert(std::make_shared<Workspace>(QUuid::createUuid(),
+                QStringLiteral("Workspace %1").arg(i), QDateTime::currentDateTime(), std::nullopt,
+                QList<AppInfoPtr>()));
+        }
+        if (container->mainContext().save())
+            return fail("500 workspaces could not be stored");
+        std::vector<double> opens;
+        std::vector<double> requests;
+        if (!timeOpenings(opens, requests))
+            return;
+        report(QStringLiteral("workspace_tab_open_500_ms"), median(opens), QStringLiteral("ms"));
+        closeMainWindow();
+    }
+
     void measureHotkey()
     {
         const std::uint8_t one = m_reader.keycodeOf(0x31); // XK_1

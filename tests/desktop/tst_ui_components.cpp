@@ -1,6 +1,7 @@
 // The shared pieces of the screens on a real window: MainButton, CardContainer, the
 // symbols, the named colours and the type scale.
 #include "Shell/QmlEngine.h"
+#include "Tabs/Components/AppIcon.h"
 #include "UIComponents/VectorImage.h"
 #include "UIComponents/Theme.h"
 #include "UIComponents/Typography.h"
@@ -11,6 +12,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QPainter>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -268,6 +270,24 @@ private Q_SLOTS:
         for (int x = 0; x < 300; x += 3)
             colours.insert(image.pixel(x, 150));
         QVERIFY(colours.size() > 2);
+    }
+
+    void anAppWhoseEntryIsGoneShowsTheGenericIcon()
+    {
+        AppIcon icon;
+        icon.setSize(QSizeF(24, 24));
+        icon.setPath(QStringLiteral("/usr/share/applications/uninstalled.example.desktop"));
+        QImage image(24, 24, QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        QPainter painter(&image);
+        icon.paint(&painter);
+        painter.end();
+        int covered = 0;
+        for (int y = 0; y < 24; ++y) {
+            for (int x = 0; x < 24; ++x)
+                covered += image.pixelColor(x, y).alpha() > 0 ? 1 : 0;
+        }
+        QVERIFY(covered > 24);
     }
 
     void everyColourHasItsLightAndDarkValue()
