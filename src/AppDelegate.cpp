@@ -1,5 +1,7 @@
 #include "AppDelegate.h"
 
+#include "Tabs/Settings/SettingsViewModel.h"
+
 #include "Shell/MainWindow.h"
 #include "Shell/StoreFailure.h"
 #include "Store/ModelContainer.h"
@@ -53,7 +55,7 @@ AppDelegate::~AppDelegate()
 
 QString AppDelegate::didUpdateShortcuts()
 {
-    return QStringLiteral("didUpdateShortcuts");
+    return SettingsViewModel::didUpdateShortcuts();
 }
 
 void AppDelegate::applicationDidFinishLaunching()

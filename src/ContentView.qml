@@ -57,7 +57,7 @@ Item {
                 viewModel: contentView.viewModel.workspaceViewModel
             }
             SettingsView {
-                workspaces: contentView.viewModel.workspaces
+                viewModel: contentView.viewModel.settingsViewModel
             }
         }
     }

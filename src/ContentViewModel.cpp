@@ -10,7 +10,7 @@ ContentViewModel::ContentViewModel(
       m_cacheManager(context, services.windowManager()),
       m_workspaceViewModel(m_cacheManager, services),
       m_workspaceObjects(this),
-      m_workspaces("workspace", SIGNAL(changed())),
+      m_settingsViewModel(m_cacheManager),
       m_storeWatcher(context)
 {
     m_cacheManager.addSaveObserver([this] { reloadWorkspaces(); });
@@ -30,10 +30,13 @@ void ContentViewModel::contentShown()
 void ContentViewModel::reloadWorkspaces()
 {
     const QList<WorkspacePtr> workspaces = m_cacheManager.fetchAllWorkspaces();
-    m_workspaces.setObjects(m_workspaceObjects.objectsFor(workspaces));
+    QList<WorkspaceObject*> objects;
+    for (const WorkspacePtr& workspace : workspaces)
+        objects.append(m_workspaceObjects.objectFor(workspace));
     m_workspaceObjects.keepOnly(workspaces);
-    for (WorkspaceObject* object : m_workspaceObjects.objects())
+    for (WorkspaceObject* object : objects)
         object->refresh();
+    m_settingsViewModel.setWorkspaces(objects);
 }
 
 // The update checker's silent check joins here once Vantor checks for updates.

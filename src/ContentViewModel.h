@@ -1,10 +1,10 @@
 #pragma once
 
-#include "Tabs/Components/ObjectListModel.h"
 #include "Tabs/Components/RecordObjects.h"
 #include "Tabs/Components/WorkspaceObject.h"
 #include "Tabs/Workspace/WorkspaceView/WorkspaceViewModel.h"
 #include "Store/StoreWatcher.h"
+#include "Tabs/Settings/SettingsViewModel.h"
 #include "Util/CacheManager.h"
 
 #include <QObject>
@@ -14,23 +14,22 @@ class ModelContext;
 class Services;
 
 // What the main window's content holds while it is shown: the CacheManager on the
-// window's store context, the Workspaces tab's view model made on it, and the live list of
-// every stored workspace that the Settings tab shows, both following changes that the
-// command line or another context saves. Made anew for every showing of the window.
+// window's store context and the two tabs' view models made on it, which follow changes
+// that the command line or another context saves. Made anew for every showing of the
+// window.
 class ContentViewModel final : public QObject {
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("made by the main window")
     Q_PROPERTY(WorkspaceViewModel* workspaceViewModel READ workspaceViewModel CONSTANT)
-    // WorkspaceObjects ("workspace"), in store order; read again after every save.
-    Q_PROPERTY(ObjectListModel* workspaces READ workspaces CONSTANT)
+    Q_PROPERTY(SettingsViewModel* settingsViewModel READ settingsViewModel CONSTANT)
 
 public:
     ContentViewModel(ModelContext& context, const Services& services, QObject* parent = nullptr);
 
     CacheManager& cacheManager() { return m_cacheManager; }
     WorkspaceViewModel* workspaceViewModel() { return &m_workspaceViewModel; }
-    ObjectListModel* workspaces() { return &m_workspaces; }
+    SettingsViewModel* settingsViewModel() { return &m_settingsViewModel; }
 
     // What the content does each time it is shown: checks that Vantor may control windows
     // (telling the user how otherwise), then looks for a newer version in the background.
@@ -44,6 +43,6 @@ private:
     CacheManager m_cacheManager;
     WorkspaceViewModel m_workspaceViewModel;
     RecordObjects<Workspace, WorkspaceObject> m_workspaceObjects;
-    ObjectListModel m_workspaces;
+    SettingsViewModel m_settingsViewModel;
     StoreWatcher m_storeWatcher;
 };

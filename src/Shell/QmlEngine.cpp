@@ -5,6 +5,7 @@
 #include <QtQml/qqmlextensionplugin.h>
 
 Q_IMPORT_QML_PLUGIN(VantorQmlPlugin)
+Q_IMPORT_QML_PLUGIN(KeyboardShortcutsPlugin)
 
 void prepareQmlEngine(QQmlEngine& engine)
 {

@@ -27,6 +27,7 @@ Rectangle {
     radius: size === MainButtonSize.Small ? 4 : 8
     color: type === MainButtonType.Primary ? Theme.primaryButton : Qt.rgba(0, 0, 0, 0)
     activeFocusOnTab: false
+    opacity: enabled ? 1 : 0.5
 
     Accessible.role: Accessible.Button
     Accessible.name: title
