@@ -93,3 +93,17 @@ bool ScreenReader::windowIsShown() const
 {
     return runScript({QStringLiteral("shown")}).ok;
 }
+
+QRect ScreenReader::extents(const QString& role, int index) const
+{
+    const Result result = runScript({QStringLiteral("extents"), role, QString::number(index)});
+    const QList<QByteArray> numbers = result.output.trimmed().split(' ');
+    if (!result.ok || numbers.size() != 4)
+        return {};
+    return {numbers.at(0).toInt(), numbers.at(1).toInt(), numbers.at(2).toInt(), numbers.at(3).toInt()};
+}
+
+bool ScreenReader::isFocused(const QString& role, int index) const
+{
+    return runScript({QStringLiteral("focused"), role, QString::number(index)}).ok;
+}

@@ -3,6 +3,7 @@
 #include <QList>
 #include <QProcess>
 #include <QProcessEnvironment>
+#include <QRect>
 #include <QString>
 
 #include <optional>
@@ -35,6 +36,10 @@ public:
     // Presses the first node of that name and role (inside the node named `within`, e.g. a
     // sheet, when given); false when there is none or it cannot be pressed.
     bool press(const QString& name, const QString& role, const QString& within = {}) const;
+    // Where the Nth (from 0) showing node of that role is on the screen; null when none.
+    QRect extents(const QString& role, int index) const;
+    // Whether the Nth (from 0) showing node of that role has the keyboard focus.
+    bool isFocused(const QString& role, int index) const;
     // Whether the window is registered now, without waiting for it.
     bool windowIsShown() const;
 

@@ -6,6 +6,9 @@
                                     presses the first node of that name and role (inside
                                     the first node named after --in, e.g. a sheet)
   vantor_window.py shown            whether the window is there now (exit 0) or not (3)
+  vantor_window.py extents ROLE N   "x y width height" on screen of the Nth (from 0)
+                                    showing node of that role
+  vantor_window.py focused ROLE N   whether that node has the keyboard focus (exit 0) or not (3)
 
 Exit status 0 on success, 1 when the application, its window or the node is not there.
 """
@@ -70,6 +73,18 @@ def main(argv):
         for node in walk(frame):
             if node.name:
                 print(json.dumps(describe(node)))
+        return 0
+    if argv[1:2] in (["extents"], ["focused"]) and len(argv) == 4:
+        role, index = argv[2], int(argv[3])
+        found = [node for node in walk(frame) if node.getRoleName() == role
+                 and node.getState().contains(pyatspi.STATE_SHOWING)]
+        if index >= len(found):
+            print(f"no {role} number {index}", file=sys.stderr)
+            return 1
+        if argv[1] == "focused":
+            return 0 if found[index].getState().contains(pyatspi.STATE_FOCUSED) else 3
+        box = found[index].queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
+        print(box.x, box.y, box.width, box.height)
         return 0
     if argv[1:2] == ["press"] and len(argv) in (4, 6):
         name, role = argv[2], argv[3]

@@ -4,7 +4,6 @@
 #include "Util/DefaultKeyboardShortcuts.h"
 
 #include <KeyboardShortcuts/KeyboardShortcuts.h>
-#include <KeyboardShortcuts/NotificationCenter.h>
 
 #include <limits>
 
@@ -21,6 +20,13 @@ SettingsViewModel::SettingsViewModel(CacheManager& manager, QObject* parent)
     : QObject(parent), m_manager(manager), m_lines("workspace", SIGNAL(changed())),
       m_withoutShortcut("workspace", SIGNAL(changed()))
 {
+    m_shortcutChanges = KeyboardShortcuts::NotificationCenter::defaultCenter().addObserver(
+        KeyboardShortcuts::shortcutByNameDidChange, [this](const auto&) { recompute(); }, this);
+}
+
+SettingsViewModel::~SettingsViewModel()
+{
+    KeyboardShortcuts::NotificationCenter::defaultCenter().removeObserver(m_shortcutChanges);
 }
 
 void SettingsViewModel::setWorkspaces(const QList<WorkspaceObject*>& workspaces)

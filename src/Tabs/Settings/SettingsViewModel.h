@@ -4,6 +4,8 @@
 #include "Tabs/Components/ObjectListModel.h"
 #include "Tabs/Components/WorkspaceObject.h"
 
+#include <KeyboardShortcuts/NotificationCenter.h>
+
 #include <QObject>
 #include <QtQml/qqmlregistration.h>
 
@@ -12,8 +14,9 @@ class CacheManager;
 // The state behind the Settings tab: which workspaces have a global shortcut (one editor
 // line each) and which can get one (the add line's picker), and removing, saving and
 // resetting shortcuts. A workspace has a shortcut when one is stored under its shortcut
-// name, whatever its own marker says. Every change ends with updateShortcutCounter(), which
-// recomputes both lists and posts "didUpdateShortcuts".
+// name, whatever its own marker says; the lists follow every stored change (also the
+// defaults handed out at start-up, and changes another process makes). Every change made
+// here ends with updateShortcutCounter(), which posts "didUpdateShortcuts".
 class SettingsViewModel final : public QObject {
     Q_OBJECT
     QML_ELEMENT
@@ -26,6 +29,7 @@ class SettingsViewModel final : public QObject {
 
 public:
     explicit SettingsViewModel(CacheManager& manager, QObject* parent = nullptr);
+    ~SettingsViewModel() override;
 
     ObjectListModel* shortcutLines() { return &m_lines; }
     ObjectListModel* workspacesWithoutShortcut() { return &m_withoutShortcut; }
@@ -58,4 +62,5 @@ private:
     ObjectListModel m_lines;
     ObjectListModel m_withoutShortcut;
     int m_counter = 0;
+    KeyboardShortcuts::ObserverToken m_shortcutChanges;
 };
