@@ -233,6 +233,33 @@ private Q_SLOTS:
             QStringList({QStringLiteral("Alpha"), QStringLiteral("Beta")}));
     }
 
+    void fiftyLinesScroll()
+    {
+        const QList<Key> letters{Key::a, Key::s, Key::d, Key::f, Key::h, Key::g, Key::z, Key::x,
+            Key::c, Key::v, Key::b, Key::q, Key::w, Key::e, Key::r, Key::y, Key::t, Key::o, Key::u,
+            Key::i, Key::p, Key::l, Key::j, Key::k, Key::n};
+        QList<WorkspacePtr> many;
+        for (int i = 0; i < 50; ++i)
+            many.append(workspace(QStringLiteral("Workspace %1").arg(i, 2, 10, QLatin1Char('0'))));
+        store(many);
+        for (int i = 0; i < 50; ++i) {
+            const auto modifiers = i < 25 ? ModifierFlag::control | ModifierFlag::option
+                                          : ModifierFlag::control | ModifierFlag::option | ModifierFlag::shift;
+            KeyboardShortcuts::setShortcut(
+                Shortcut(letters.at(i % 25), modifiers), workspaceShortcutName(many.at(i)->id()));
+        }
+        showSettings();
+        QTRY_COMPARE(items(QStringLiteral("shortcutRecorder")).size(), 50);
+        QQuickItem* view = items(QStringLiteral("settingsView")).at(0);
+        QQuickItem* last = items(QStringLiteral("removeShortcutButton")).last();
+        // The last line lies below the window until the tab is scrolled to it.
+        QVERIFY(last->mapToItem(view, QPointF(0, 0)).y() > view->height());
+        auto* flickable = items(QStringLiteral("settingsScroller")).at(0)->property("contentItem").value<QQuickItem*>();
+        QVERIFY(flickable->property("contentHeight").toReal() > flickable->height());
+        flickable->setProperty("contentY", flickable->property("contentHeight").toReal() - flickable->height());
+        QTRY_VERIFY(last->mapToItem(view, QPointF(0, last->height())).y() <= view->height());
+    }
+
     void resetWithoutWorkspacesStillTellsTheMenu()
     {
         store({});

@@ -19,6 +19,7 @@ Item {
     ScrollView {
         id: scroller
 
+        objectName: "settingsScroller"
         anchors.fill: parent
         contentWidth: availableWidth
 
