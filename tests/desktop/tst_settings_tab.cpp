@@ -10,6 +10,8 @@
 
 #include "FakeDesktop.h"
 #include "PreferencesFile.h"
+#include "SceneItems.h"
+#include "StoreFile.h"
 #include "TestMain.h"
 
 #include <KeyboardShortcuts/KeyboardShortcuts.h>
@@ -57,43 +59,21 @@ class SettingsTabTest final : public QObject {
 
     void store(const QList<WorkspacePtr>& workspaces)
     {
-        auto context = sharedModelContainer().makeContext();
-        for (const WorkspacePtr& stored : context->fetchWorkspaces().value)
-            context->remove(stored);
-        for (const WorkspacePtr& workspace : workspaces)
-            context->insert(workspace);
-        QVERIFY(!context->save());
+        QVERIFY(StoreFile::replaceWorkspaces(sharedModelContainer(), workspaces));
         m_workspaces = workspaces;
     }
 
     QList<QQuickItem*> items(const QString& name) const
     {
-        QList<QQuickItem*> found;
-        QList<QQuickItem*> pending{qobject_cast<QQuickWindow*>(m_mainWindow->window())->contentItem()};
-        while (!pending.isEmpty()) {
-            QQuickItem* item = pending.takeFirst();
-            if (item->objectName() == name && item->isVisible())
-                found.append(item);
-            pending.append(item->childItems());
-        }
-        return found;
+        return SceneItems::find(m_mainWindow->window(), name);
     }
 
     QStringList texts(const QString& name) const
     {
-        QStringList found;
-        for (QQuickItem* item : items(name))
-            found.append(item->property("text").toString());
-        return found;
+        return SceneItems::texts(m_mainWindow->window(), name);
     }
 
-    void click(QQuickItem* item)
-    {
-        QVERIFY(item);
-        const QPoint centre
-            = item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
-        QTest::mouseClick(m_mainWindow->window(), Qt::LeftButton, {}, centre);
-    }
+    void click(QQuickItem* item) { QVERIFY(SceneItems::click(m_mainWindow->window(), item)); }
 
     SettingsViewModel* viewModel() const { return m_mainWindow->content()->settingsViewModel(); }
 

@@ -31,4 +31,16 @@ inline qint64 count(const QString& path, const char* sql)
     return Store::Database::open(path)->queryInteger(sql);
 }
 
+// Makes the store hold exactly `workspaces`, saved through a context of its own, as another
+// screen or process would; false when the save failed.
+inline bool replaceWorkspaces(ModelContainer& container, const QList<WorkspacePtr>& workspaces)
+{
+    auto context = container.makeContext();
+    for (const WorkspacePtr& stored : context->fetchWorkspaces().value)
+        context->remove(stored);
+    for (const WorkspacePtr& workspace : workspaces)
+        context->insert(workspace);
+    return !context->save();
+}
+
 } // namespace StoreFile
