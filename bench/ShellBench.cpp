@@ -4,9 +4,10 @@
 #include "Benchmarks.h"
 
 #include "BenchApps.h"
-#include "TestDesktop.h"
 #include "Store/ModelContainer.h"
+#include "TestDesktop.h"
 #include "VantorProcess.h"
+#include "XInput.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,6 +15,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRect>
+#include <QSaveFile>
 #include <QThread>
 
 #include <algorithm>
@@ -32,6 +34,8 @@ constexpr int kRuns = 5;
 constexpr int kIdleSeconds = 30;
 // The light scheme's `background`, which the bench asks of Vantor.
 constexpr std::uint32_t kLightBackground = 0xf6f6f7;
+// The light scheme's `hover`, behind the chosen tab.
+constexpr std::uint32_t kLightChosenTab = 0xe4e4e9;
 
 // A number from /proc/PID/status ("VmRSS:", "voluntary_ctxt_switches:"), summed over every
 // thread when `allThreads`.
@@ -105,6 +109,7 @@ public:
         measureHotkey();
         measureCommandLine();
         measureWorkspaceTab();
+        measureSettingsTab();
         if (!m_vantor.terminate() || !m_vantor.exitedWith(0))
             fail("the tray app did not quit cleanly on SIGTERM", m_vantor.describe());
     }
@@ -403,6 +408,60 @@ private:
             return;
         report(QStringLiteral("workspace_tab_open_500_ms"), median(opens), QStringLiteral("ms"));
         closeMainWindow();
+    }
+
+    // settings_tab_open_50_ms: with 50 workspaces that have a shortcut, a click on the
+    // Settings tab until the frame that shows it (its tab drawn as the chosen one).
+    void measureSettingsTab()
+    {
+        if (!giveShortcutsToFirstWorkspaces(50))
+            return fail("the shortcuts could not be written to the preferences file");
+        FakeInput input;
+        std::vector<double> switches;
+        for (int run = 0; run < 3; ++run) {
+            std::vector<double> opens;
+            std::vector<double> requests;
+            if (!timeOpenings(opens, requests))
+                return;
+            const WindowId window = mainWindow();
+            const QRect frame = m_reader.outerFrames({window}).value(0);
+            const auto start = std::chrono::steady_clock::now();
+            // The Settings tab fills the right half of the tab bar; the client's top-left lies
+            // inside the frame by the decorations, which the window's pixels are read without.
+            input.click(QPointF(frame.right() - 100, frame.bottom() - 500 + 10));
+            if (!pollUntil([&] { return m_reader.pixelAt(window, 700, 10) == kLightChosenTab; }, 10s, 1ms))
+                return fail("the Settings tab did not show", m_vantor.describe());
+            switches.push_back(msSince(start));
+        }
+        report(QStringLiteral("settings_tab_open_50_ms"), median(switches), QStringLiteral("ms"));
+        closeMainWindow();
+    }
+
+    // Writes shortcuts for the first `count` stored workspaces into Vantor's preferences
+    // file, as another process would: Control-Option and Control-Option-Shift with a letter.
+    bool giveShortcutsToFirstWorkspaces(int count) const
+    {
+        const auto container = ModelContainer::open(
+            qEnvironmentVariable("XDG_DATA_HOME") + QStringLiteral("/Vantor.sqlite"));
+        if (!container)
+            return false;
+        const QString path = qEnvironmentVariable("XDG_CONFIG_HOME") + QStringLiteral("/Vantor/preferences.json");
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly))
+            return false;
+        QJsonObject preferences = QJsonDocument::fromJson(file.readAll()).object();
+        file.close();
+        const QList<WorkspacePtr> workspaces = container->mainContext().fetchWorkspaces().value;
+        for (int i = 0; i < count && i < workspaces.size(); ++i) {
+            const int modifiers = 0x1000 | 0x800 | (i >= 25 ? 0x200 : 0); // Control, Option, Shift
+            const QJsonObject shortcut{{QStringLiteral("carbonKeyCode"), i % 25}, {QStringLiteral("carbonModifiers"), modifiers}};
+            preferences.insert(QStringLiteral("KeyboardShortcuts_workspaceShortcut_")
+                    + workspaces.at(i)->id().toString(QUuid::WithoutBraces).toUpper(),
+                QString::fromUtf8(QJsonDocument(shortcut).toJson(QJsonDocument::Compact)));
+        }
+        QSaveFile out(path);
+        return out.open(QIODevice::WriteOnly) && out.write(QJsonDocument(preferences).toJson()) > 0
+            && out.commit();
     }
 
     void measureHotkey()

@@ -29,8 +29,9 @@ bool SingleInstance::claim()
 {
     m_lock = std::make_unique<QLockFile>(socketPath() + QStringLiteral(".lock"));
     m_lock->setStaleLockTime(0);
-    // A live holder is another instance; the lock itself tells apart a crashed one.
-    if (!m_lock->tryLock(kTimeoutMs)) {
+    // A live holder is another instance, asked at once; the lock itself tells apart a
+    // crashed one, whose lock it takes over without waiting.
+    if (!m_lock->tryLock(0)) {
         m_forwarded = askPrimaryToShow();
         if (!m_forwarded)
             qCWarning(lcShell) << "Another Vantor holds" << m_lock->error() << "but did not answer";
