@@ -6,6 +6,7 @@
 
 #include "ConsoleCapture.h"
 #include "FakeDesktop.h"
+#include "SceneItems.h"
 #include "StoreFile.h"
 #include "TestMain.h"
 
@@ -49,40 +50,21 @@ class WorkspaceScreensTest final : public QObject {
         QVERIFY(!context->save());
     }
 
-    // The items of that objectName in the window's scene, list rows and sheets included
-    // (which are not QObject children of the window).
     QList<QQuickItem*> items(const QString& name) const
     {
-        QList<QQuickItem*> found;
-        QList<QQuickItem*> pending{qobject_cast<QQuickWindow*>(m_mainWindow->window())->contentItem()};
-        while (!pending.isEmpty()) {
-            QQuickItem* item = pending.takeFirst();
-            if (item->objectName() == name)
-                found.append(item);
-            pending.append(item->childItems());
-        }
-        return found;
+        return SceneItems::named(m_mainWindow->window(), name);
     }
 
     QQuickItem* find(const QString& name) const { return items(name).value(0); }
 
     QList<QQuickItem*> visibleItems(const QString& name) const
     {
-        QList<QQuickItem*> visible;
-        for (QQuickItem* item : items(name)) {
-            if (item->isVisible())
-                visible.append(item);
-        }
-        return visible;
+        return SceneItems::visibleNamed(m_mainWindow->window(), name);
     }
 
-    // The visible text items of that objectName, by their texts.
     QStringList texts(const QString& name) const
     {
-        QStringList found;
-        for (QQuickItem* item : visibleItems(name))
-            found.append(item->property("text").toString());
-        return found;
+        return SceneItems::texts(m_mainWindow->window(), name);
     }
 
     QQuickItem* rowOf(const QString& workspaceName) const
@@ -94,13 +76,7 @@ class WorkspaceScreensTest final : public QObject {
         return nullptr;
     }
 
-    void click(QQuickItem* item)
-    {
-        QVERIFY(item);
-        const QPoint centre
-            = item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
-        QTest::mouseClick(m_mainWindow->window(), Qt::LeftButton, {}, centre);
-    }
+    void click(QQuickItem* item) { SceneItems::click(m_mainWindow->window(), item); }
 
     void showWindow()
     {
