@@ -1,11 +1,8 @@
 // The real tray app's main window as a screen reader sees it: the accessibility bus of a
 // private session, read and pressed by tests/desktop/atspi/vantor_window.py.
+#include "AccessibleSession.h"
 #include "TestMain.h"
 #include "VantorProcess.h"
-
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
 
 namespace {
 
@@ -17,100 +14,30 @@ const QString kShown = QStringLiteral("Accessibility permissions are granted.");
 class MainWindowE2eTest final : public QObject {
     Q_OBJECT
 
-    QProcess m_bus;
-    QProcess m_accessibilityBus;
-    QProcessEnvironment m_environment = QProcessEnvironment::systemEnvironment();
+    AccessibleSession m_session{kScript};
     VantorProcess m_vantor;
 
-    struct Node {
-        QString role;
-        QString name;
-        bool showing = false;
-        bool selected = false;
-    };
-
-    // The named nodes of Vantor's window, read through the accessibility bus.
-    QList<Node> tree()
+    QList<AccessibleSession::Node> tree() const { return m_session.tree(); }
+    std::optional<AccessibleSession::Node> node(const QString& role, const QString& name) const
     {
-        QProcess script;
-        script.setProcessEnvironment(m_environment);
-        script.start(QStringLiteral("/usr/bin/python3"), {kScript, QStringLiteral("tree")});
-        if (!script.waitForFinished(30000) || script.exitCode() != 0) {
-            qWarning() << "Reading the accessibility tree failed:" << script.readAllStandardError();
-            return {};
-        }
-        QList<Node> nodes;
-        for (const QByteArray& line : script.readAllStandardOutput().split('\n')) {
-            const QJsonObject node = QJsonDocument::fromJson(line).object();
-            if (node.isEmpty())
-                continue;
-            nodes.append({node.value(QLatin1String("role")).toString(),
-                node.value(QLatin1String("name")).toString(),
-                node.value(QLatin1String("showing")).toBool(),
-                node.value(QLatin1String("selected")).toBool()});
-        }
-        return nodes;
+        return m_session.node(role, name);
     }
-
-    std::optional<Node> node(const QString& role, const QString& name)
+    bool press(const QString& name, const QString& role) const { return m_session.press(name, role); }
+    bool windowIsShown() const { return m_session.windowIsShown(); }
+    bool isShowing(const QString& role, const QString& name) const
     {
-        for (const Node& candidate : tree()) {
-            if (candidate.role == role && candidate.name == name)
-                return candidate;
-        }
-        return std::nullopt;
-    }
-
-    bool press(const QString& name, const QString& role)
-    {
-        QProcess script;
-        script.setProcessEnvironment(m_environment);
-        script.start(QStringLiteral("/usr/bin/python3"), {kScript, QStringLiteral("press"), name, role});
-        return script.waitForFinished(30000) && script.exitCode() == 0;
-    }
-
-    // Whether the window is registered now, without waiting for it.
-    bool windowIsShown()
-    {
-        QProcess script;
-        script.setProcessEnvironment(m_environment);
-        script.start(QStringLiteral("/usr/bin/python3"), {kScript, QStringLiteral("shown")});
-        return script.waitForFinished(30000) && script.exitCode() == 0;
-    }
-
-    bool isShowing(const QString& role, const QString& name)
-    {
-        const auto found = node(role, name);
-        return found && found->showing;
+        return m_session.isShowing(role, name);
     }
 
 private Q_SLOTS:
     void initTestCase()
     {
-        m_bus.start(QStringLiteral("dbus-daemon"),
-            {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address")});
-        QVERIFY(m_bus.waitForStarted());
-        QVERIFY(m_bus.waitForReadyRead(10000));
-        const QString address = QString::fromUtf8(m_bus.readLine().trimmed());
-        m_environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), address);
-        m_accessibilityBus.setProcessEnvironment(m_environment);
-        m_accessibilityBus.start(
-            QStringLiteral("/usr/libexec/at-spi-bus-launcher"), {QStringLiteral("--launch-immediately")});
-        QVERIFY(m_accessibilityBus.waitForStarted());
-        m_environment.insert(QStringLiteral("QT_LINUX_ACCESSIBILITY_ALWAYS_ON"), QStringLiteral("1"));
-        m_environment.insert(QStringLiteral("VANTOR_COLOR_SCHEME"), QStringLiteral("light"));
-        QVERIFY(m_vantor.start({}, m_environment));
+        QVERIFY(m_session.start());
+        QVERIFY(m_vantor.start({}, m_session.environment()));
         QVERIFY2(m_vantor.waitForLines(kShown, 1, std::chrono::seconds(30)), qPrintable(m_vantor.err()));
     }
 
-    void cleanupTestCase()
-    {
-        m_vantor.terminate();
-        m_accessibilityBus.kill();
-        m_accessibilityBus.waitForFinished();
-        m_bus.kill();
-        m_bus.waitForFinished();
-    }
+    void cleanupTestCase() { m_vantor.terminate(); }
 
     void init() { failOnUnexpectedWarnings(); }
 
@@ -135,7 +62,7 @@ private Q_SLOTS:
     {
         TestDesktop::run(QStringLiteral("wmctrl"), {QStringLiteral("-c"), QStringLiteral("Vantor")});
         QTRY_VERIFY_WITH_TIMEOUT(!windowIsShown(), 20000);
-        const VantorRun second = VantorProcess::run({}, std::chrono::seconds(30), m_environment);
+        const VantorRun second = VantorProcess::run({}, std::chrono::seconds(30), m_session.environment());
         QVERIFY2(second.exitedWith(0), second.describe());
         QVERIFY(m_vantor.waitForLines(kShown, 2, std::chrono::seconds(30)));
         QVERIFY(node(QStringLiteral("page tab"), QStringLiteral("Settings")));
