@@ -1,15 +1,12 @@
 // The create-workspace sheet on a real main window over a real store: its three steps,
 // their checks, the illustration of the launch step on a test clock, and saving.
-#include "Shell/MainWindow.h"
 #include "ContentViewModel.h"
-#include "Store/ModelContainer.h"
 #include "Tabs/CreateWorkspace/CreateWorkspaceViewModel.h"
 #include "Tabs/Workspace/WorkspaceView/WorkspaceViewModel.h"
 #include "UIComponents/Theme.h"
-#include "Util/Services.h"
 
-#include "FakeDesktop.h"
 #include "FakeScheduler.h"
+#include "MainWindowOnFakes.h"
 #include "SceneItems.h"
 #include "TestMain.h"
 
@@ -36,10 +33,10 @@ QString bundleOf(const QString& name)
 class CreateWorkspaceScreensTest final : public QObject {
     Q_OBJECT
 
+    std::unique_ptr<MainWindowOnFakes> m_fakes;
     FakeWindowSystem* m_windows = nullptr;
     FakeApplications* m_applications = nullptr;
-    std::unique_ptr<Services> m_services;
-    std::unique_ptr<MainWindow> m_mainWindow;
+    MainWindow* m_mainWindow = nullptr;
     std::shared_ptr<FakeScheduler> m_scheduler;
 
     QWindow* window() const { return m_mainWindow->window(); }
@@ -70,24 +67,13 @@ class CreateWorkspaceScreensTest final : public QObject {
             [pid](const Platform::WindowInfo& window) { return window.pid == pid; });
     }
 
-    QStringList storedNames() const
-    {
-        QStringList names;
-        for (const WorkspacePtr& workspace :
-            sharedModelContainer().makeContext()->fetchWorkspaces().value)
-            names.append(workspace->name());
-        return names;
-    }
+    static QStringList storedNames() { return MainWindowOnFakes::storedNames(); }
 
     // Shows the main window and opens the sheet on step one, on the test's clock.
     void openSheet()
     {
-        if (!m_mainWindow->isVisible()) {
-            QSignalSpy shown(m_mainWindow.get(), &MainWindow::shown);
-            m_mainWindow->showAndActivate();
-            QVERIFY(shown.count() == 1 || shown.wait());
-            QVERIFY(QTest::qWaitForWindowExposed(window()));
-        }
+        if (!m_mainWindow->isVisible())
+            QVERIFY(m_fakes->show());
         QTRY_VERIFY(find(QStringLiteral("addWorkspaceButton")));
         click(QStringLiteral("addWorkspaceButton"));
         QTRY_VERIFY(find(QStringLiteral("setupStep")));
@@ -128,13 +114,10 @@ private Q_SLOTS:
     void init()
     {
         failOnUnexpectedWarnings();
-        qputenv("VANTOR_COLOR_SCHEME", "light");
-        auto windows = std::make_unique<FakeWindowSystem>();
-        auto applications = std::make_unique<FakeApplications>();
-        m_windows = windows.get();
-        m_applications = applications.get();
-        m_services = std::make_unique<Services>(std::move(windows), std::move(applications));
-        m_mainWindow = std::make_unique<MainWindow>(sharedModelContainer().mainContext(), *m_services);
+        m_fakes = std::make_unique<MainWindowOnFakes>();
+        m_windows = m_fakes->windows;
+        m_applications = m_fakes->applications;
+        m_mainWindow = m_fakes->mainWindow.get();
         m_scheduler = std::make_shared<FakeScheduler>();
         auto context = sharedModelContainer().makeContext();
         for (const WorkspacePtr& workspace : context->fetchWorkspaces().value)
@@ -142,11 +125,7 @@ private Q_SLOTS:
         QVERIFY(!context->save());
     }
 
-    void cleanup()
-    {
-        m_mainWindow.reset();
-        m_services.reset();
-    }
+    void cleanup() { m_fakes.reset(); }
 
     void stepOneListsTheRunningApps()
     {
@@ -342,7 +321,7 @@ private Q_SLOTS:
         typeName(QStringLiteral("Deep Work"));
         continueToLaunchStep();
         QCOMPARE(m_scheduler->pendingCount(), 1);
-        QSignalSpy closed(m_mainWindow.get(), &MainWindow::closed);
+        QSignalSpy closed(m_mainWindow, &MainWindow::closed);
         window()->close();
         QVERIFY(closed.count() == 1 || closed.wait());
         QTRY_VERIFY(!m_mainWindow->window());
