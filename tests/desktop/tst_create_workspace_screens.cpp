@@ -34,12 +34,9 @@ class CreateWorkspaceScreensTest final : public QObject {
     Q_OBJECT
 
     std::unique_ptr<MainWindowOnFakes> m_fakes;
-    FakeWindowSystem* m_windows = nullptr;
-    FakeApplications* m_applications = nullptr;
-    MainWindow* m_mainWindow = nullptr;
     std::shared_ptr<FakeScheduler> m_scheduler;
 
-    QWindow* window() const { return m_mainWindow->window(); }
+    QWindow* window() const { return m_fakes->mainWindow->window(); }
     QQuickItem* find(const QString& name) const
     {
         return SceneItems::visibleNamed(window(), name).value(0);
@@ -49,21 +46,21 @@ class CreateWorkspaceScreensTest final : public QObject {
 
     CreateWorkspaceViewModel* flow() const
     {
-        return m_mainWindow->content()->workspaceViewModel()->createViewModel();
+        return m_fakes->mainWindow->content()->workspaceViewModel()->createViewModel();
     }
 
     void runApp(Platform::ProcessId pid, const QString& name, Frame frame = {100, 100, 640, 480})
     {
-        m_applications->addRunning(pid, bundleOf(name), name);
-        m_applications->installed.insert(bundleOf(name), applicationsDir + bundleOf(name) + QStringLiteral(".desktop"));
-        m_windows->addWindow(pid, frame);
+        m_fakes->applications->addRunning(pid, bundleOf(name), name);
+        m_fakes->applications->installed.insert(bundleOf(name), applicationsDir + bundleOf(name) + QStringLiteral(".desktop"));
+        m_fakes->windows->addWindow(pid, frame);
     }
 
     void quitApp(Platform::ProcessId pid)
     {
-        m_applications->running.removeIf(
+        m_fakes->applications->running.removeIf(
             [pid](const Platform::RunningApplication& app) { return app.processIdentifier == pid; });
-        m_windows->windows.removeIf(
+        m_fakes->windows->windows.removeIf(
             [pid](const Platform::WindowInfo& window) { return window.pid == pid; });
     }
 
@@ -72,7 +69,7 @@ class CreateWorkspaceScreensTest final : public QObject {
     // Shows the main window and opens the sheet on step one, on the test's clock.
     void openSheet()
     {
-        if (!m_mainWindow->isVisible())
+        if (!m_fakes->mainWindow->isVisible())
             QVERIFY(m_fakes->show());
         QTRY_VERIFY(find(QStringLiteral("addWorkspaceButton")));
         click(QStringLiteral("addWorkspaceButton"));
@@ -115,9 +112,6 @@ private Q_SLOTS:
     {
         failOnUnexpectedWarnings();
         m_fakes = std::make_unique<MainWindowOnFakes>();
-        m_windows = m_fakes->windows;
-        m_applications = m_fakes->applications;
-        m_mainWindow = m_fakes->mainWindow.get();
         m_scheduler = std::make_shared<FakeScheduler>();
         auto context = sharedModelContainer().makeContext();
         for (const WorkspacePtr& workspace : context->fetchWorkspaces().value)
@@ -270,8 +264,8 @@ private Q_SLOTS:
 
         quitApp(101);
         click(QStringLiteral("continueButton")); // "Open apps"
-        QCOMPARE(m_applications->launches.size(), 1);
-        QCOMPARE(m_applications->launches.at(0).path,
+        QCOMPARE(m_fakes->applications->launches.size(), 1);
+        QCOMPARE(m_fakes->applications->launches.at(0).path,
             applicationsDir + bundleOf(QStringLiteral("Mail")) + QStringLiteral(".desktop"));
         runApp(101, QStringLiteral("Mail"), {50, 60, 700, 500});
         m_scheduler->advance(CreateWorkspaceViewModel::openAppsCheckDelay);
@@ -283,7 +277,7 @@ private Q_SLOTS:
         QTRY_VERIFY(find(QStringLiteral("positionAppsStep")));
         QTRY_VERIFY(!find(QStringLiteral("launchAppsStep")));
         QCOMPARE(texts(QStringLiteral("stepTitle")), QStringList{QStringLiteral("Final Touch: Position Apps")});
-        m_windows->windows[0].frame = {300, 200, 900, 700};
+        m_fakes->windows->windows[0].frame = {300, 200, 900, 700};
         click(QStringLiteral("completeButton"));
         QTRY_VERIFY(!find(QStringLiteral("createWorkspaceSteps")));
 
@@ -321,10 +315,10 @@ private Q_SLOTS:
         typeName(QStringLiteral("Deep Work"));
         continueToLaunchStep();
         QCOMPARE(m_scheduler->pendingCount(), 1);
-        QSignalSpy closed(m_mainWindow, &MainWindow::closed);
+        QSignalSpy closed(m_fakes->mainWindow.get(), &MainWindow::closed);
         window()->close();
         QVERIFY(closed.count() == 1 || closed.wait());
-        QTRY_VERIFY(!m_mainWindow->window());
+        QTRY_VERIFY(!m_fakes->mainWindow->window());
         QCOMPARE(m_scheduler->pendingCount(), 0);
         QVERIFY(storedNames().isEmpty());
     }
