@@ -31,5 +31,7 @@ Group shellBenchmarks();
 Group launchBenchmarks();
 // The shortcut recorder, from a key press to the stored shortcut.
 Group recorderBenchmarks();
+// The create-workspace sheet opening.
+Group wizardBenchmarks();
 
 } // namespace Bench

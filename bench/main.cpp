@@ -36,7 +36,8 @@ int main(int argc, char** argv)
     const QStringList only = app.arguments().mid(1);
     for (const Bench::Group& group : {Bench::windowBenchmarks(), Bench::shortcutBenchmarks(),
              Bench::storeBenchmarks(), Bench::applicationBenchmarks(), Bench::shellBenchmarks(),
-             Bench::launchBenchmarks(), Bench::recorderBenchmarks()}) {
+             Bench::launchBenchmarks(), Bench::recorderBenchmarks(),
+             Bench::wizardBenchmarks()}) {
         if (only.isEmpty() || only.contains(QLatin1String(group.name)))
             group.run(desktop);
     }

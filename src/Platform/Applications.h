@@ -68,6 +68,16 @@ public:
     virtual void open(const QUrl& location) = 0;
 };
 
+// An application the desktop offers in its menus.
+struct InstalledApplication {
+    QString name;
+    QStringList icon; // as desktopEntryIcon() gives it
+    QString path; // its desktop entry file
+};
+
+// Every application the desktop shows in its menus, by name (case-insensitive).
+QList<InstalledApplication> installedApplications();
+
 // Running applications from the window system's windows, matched to the desktop entries
 // of this session (GIO).
 std::unique_ptr<Applications> createApplications(WindowSystem& windowSystem);

@@ -1,12 +1,9 @@
 // The main window on a real display: its frame, its two tabs, what it does on every
 // showing, and that closing it frees its scene.
 #include "ContentViewModel.h"
-#include "Shell/MainWindow.h"
-#include "Store/ModelContainer.h"
-#include "Util/Services.h"
 
 #include "ConsoleCapture.h"
-#include "FakeDesktop.h"
+#include "MainWindowOnFakes.h"
 #include "TestMain.h"
 
 #include <QQuickItem>
@@ -18,27 +15,21 @@
 class MainWindowTest final : public QObject {
     Q_OBJECT
 
+    std::unique_ptr<MainWindowOnFakes> m_fakes;
     FakeWindowSystem* m_windows = nullptr;
     FakeApplications* m_applications = nullptr;
-    std::unique_ptr<Services> m_services;
-    std::unique_ptr<MainWindow> m_mainWindow;
+    MainWindow* m_mainWindow = nullptr;
 
     QQuickItem* find(const char* name) const
     {
         return m_mainWindow->window()->findChild<QQuickItem*>(QString::fromLatin1(name));
     }
 
-    void showWindow()
-    {
-        QSignalSpy shown(m_mainWindow.get(), &MainWindow::shown);
-        m_mainWindow->showAndActivate();
-        QVERIFY(shown.count() == 1 || shown.wait());
-        QVERIFY(QTest::qWaitForWindowExposed(m_mainWindow->window()));
-    }
+    void showWindow() { QVERIFY(m_fakes->show()); }
 
     void closeWindow()
     {
-        QSignalSpy closed(m_mainWindow.get(), &MainWindow::closed);
+        QSignalSpy closed(m_mainWindow, &MainWindow::closed);
         m_mainWindow->window()->close();
         QVERIFY(closed.count() == 1 || closed.wait());
         QTRY_VERIFY(!m_mainWindow->window());
@@ -54,20 +45,13 @@ private Q_SLOTS:
     void init()
     {
         failOnUnexpectedWarnings();
-        qputenv("VANTOR_COLOR_SCHEME", "light");
-        auto windows = std::make_unique<FakeWindowSystem>();
-        auto applications = std::make_unique<FakeApplications>();
-        m_windows = windows.get();
-        m_applications = applications.get();
-        m_services = std::make_unique<Services>(std::move(windows), std::move(applications));
-        m_mainWindow = std::make_unique<MainWindow>(sharedModelContainer().mainContext(), *m_services);
+        m_fakes = std::make_unique<MainWindowOnFakes>();
+        m_windows = m_fakes->windows;
+        m_applications = m_fakes->applications;
+        m_mainWindow = m_fakes->mainWindow.get();
     }
 
-    void cleanup()
-    {
-        m_mainWindow.reset();
-        m_services.reset();
-    }
+    void cleanup() { m_fakes.reset(); }
 
     void theWindowIsVantorAtAFixedSizeWithTwoTabsInOrder()
     {

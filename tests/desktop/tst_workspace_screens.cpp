@@ -1,11 +1,7 @@
 // The Workspaces tab on a real window over a real store: the list, selecting, the detail
 // with its notice, and deleting through the confirmation sheet.
-#include "Shell/MainWindow.h"
-#include "Store/ModelContainer.h"
-#include "Util/Services.h"
-
 #include "ConsoleCapture.h"
-#include "FakeDesktop.h"
+#include "MainWindowOnFakes.h"
 #include "SceneItems.h"
 #include "StoreFile.h"
 #include "TestMain.h"
@@ -36,24 +32,25 @@ WorkspacePtr workspace(const QString& name, const QList<AppInfoPtr>& apps)
 class WorkspaceScreensTest final : public QObject {
     Q_OBJECT
 
+    std::unique_ptr<MainWindowOnFakes> m_fakes;
     FakeApplications* m_applications = nullptr;
-    std::unique_ptr<Services> m_services;
-    std::unique_ptr<MainWindow> m_mainWindow;
+    MainWindow* m_mainWindow = nullptr;
 
     void store(const QList<WorkspacePtr>& workspaces)
     {
         QVERIFY(StoreFile::replaceWorkspaces(sharedModelContainer(), workspaces));
     }
 
-    // Every item of that objectName, also hidden ones.
-    QQuickItem* find(const QString& name) const
+    QList<QQuickItem*> items(const QString& name) const
     {
-        return SceneItems::find(m_mainWindow->window(), name, false).value(0);
+        return SceneItems::named(m_mainWindow->window(), name);
     }
+
+    QQuickItem* find(const QString& name) const { return items(name).value(0); }
 
     QList<QQuickItem*> visibleItems(const QString& name) const
     {
-        return SceneItems::find(m_mainWindow->window(), name);
+        return SceneItems::visibleNamed(m_mainWindow->window(), name);
     }
 
     QStringList texts(const QString& name) const
@@ -70,41 +67,22 @@ class WorkspaceScreensTest final : public QObject {
         return nullptr;
     }
 
-    void click(QQuickItem* item) { QVERIFY(SceneItems::click(m_mainWindow->window(), item)); }
+    void click(QQuickItem* item) { SceneItems::click(m_mainWindow->window(), item); }
 
-    void showWindow()
-    {
-        QSignalSpy shown(m_mainWindow.get(), &MainWindow::shown);
-        m_mainWindow->showAndActivate();
-        QVERIFY(shown.count() == 1 || shown.wait());
-        QVERIFY(QTest::qWaitForWindowExposed(m_mainWindow->window()));
-    }
+    void showWindow() { QVERIFY(m_fakes->show()); }
 
-    QStringList storedNames() const
-    {
-        QStringList names;
-        for (const WorkspacePtr& workspace :
-            sharedModelContainer().makeContext()->fetchWorkspaces().value)
-            names.append(workspace->name());
-        return names;
-    }
+    static QStringList storedNames() { return MainWindowOnFakes::storedNames(); }
 
 private Q_SLOTS:
     void init()
     {
         failOnUnexpectedWarnings();
-        qputenv("VANTOR_COLOR_SCHEME", "light");
-        auto applications = std::make_unique<FakeApplications>();
-        m_applications = applications.get();
-        m_services = std::make_unique<Services>(std::make_unique<FakeWindowSystem>(), std::move(applications));
-        m_mainWindow = std::make_unique<MainWindow>(sharedModelContainer().mainContext(), *m_services);
+        m_fakes = std::make_unique<MainWindowOnFakes>();
+        m_applications = m_fakes->applications;
+        m_mainWindow = m_fakes->mainWindow.get();
     }
 
-    void cleanup()
-    {
-        m_mainWindow.reset();
-        m_services.reset();
-    }
+    void cleanup() { m_fakes.reset(); }
 
     void withoutWorkspacesTheListShowsOnlyAddWorkspace()
     {

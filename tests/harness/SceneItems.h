@@ -1,51 +1,60 @@
 #pragma once
 
 #include <QList>
-#include <QPointF>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QString>
 #include <QStringList>
 #include <QTest>
 
-// The items of a Qt Quick window's scene by objectName, list rows and popups included
-// (which are not QObject children of the window), and real clicks on them.
+// Finding a window's items by objectName and pressing them with real pointer events, for
+// tests of the screens on a real window.
 namespace SceneItems {
 
-// Every item of that objectName, in tree order; only those that are visible, unless told.
-inline QList<QQuickItem*> find(QWindow* window, const QString& name, bool visibleOnly = true)
+// The items of that objectName in the window's scene, list rows and sheets included (which
+// are not QObject children of the window).
+inline QList<QQuickItem*> named(QWindow* window, const QString& name)
 {
     QList<QQuickItem*> found;
     auto* quickWindow = qobject_cast<QQuickWindow*>(window);
-    QList<QQuickItem*> pending{quickWindow ? quickWindow->contentItem() : nullptr};
+    if (!quickWindow)
+        return found;
+    QList<QQuickItem*> pending{quickWindow->contentItem()};
     while (!pending.isEmpty()) {
         QQuickItem* item = pending.takeFirst();
-        if (!item)
-            continue;
-        if (item->objectName() == name && (!visibleOnly || item->isVisible()))
+        if (item->objectName() == name)
             found.append(item);
         pending.append(item->childItems());
     }
     return found;
 }
 
-// The texts of the visible items of that objectName.
+inline QList<QQuickItem*> visibleNamed(QWindow* window, const QString& name)
+{
+    QList<QQuickItem*> visible;
+    for (QQuickItem* item : named(window, name)) {
+        if (item->isVisible())
+            visible.append(item);
+    }
+    return visible;
+}
+
+// The visible text items of that objectName, by their texts.
 inline QStringList texts(QWindow* window, const QString& name)
 {
     QStringList found;
-    for (QQuickItem* item : find(window, name))
+    for (QQuickItem* item : visibleNamed(window, name))
         found.append(item->property("text").toString());
     return found;
 }
 
-// A left click in the middle of the item, as the pointer would give it.
-inline bool click(QWindow* window, QQuickItem* item)
+// A left click in the middle of the item.
+inline void click(QWindow* window, QQuickItem* item)
 {
-    if (!item)
-        return false;
-    const QPointF centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
-    QTest::mouseClick(window, Qt::LeftButton, {}, centre.toPoint());
-    return true;
+    QVERIFY(item);
+    const QPoint centre
+        = item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
+    QTest::mouseClick(window, Qt::LeftButton, {}, centre);
 }
 
 } // namespace SceneItems

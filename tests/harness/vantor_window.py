@@ -43,11 +43,19 @@ def vantor_frame():
     return None
 
 
+def children(node):
+    """The node's children; none when the node went away while it was read (a screen that
+    was just replaced)."""
+    try:
+        return [child for child in node if child is not None]
+    except Exception:  # pyatspi reports a vanished node with varying exception types
+        return []
+
+
 def walk(node):
     yield node
-    for child in node:
-        if child is not None:
-            yield from walk(child)
+    for child in children(node):
+        yield from walk(child)
 
 
 def describe(node):
@@ -71,8 +79,11 @@ def main(argv):
         return 1
     if argv[1:2] == ["tree"]:
         for node in walk(frame):
-            if node.name:
-                print(json.dumps(describe(node)))
+            try:
+                if node.name:
+                    print(json.dumps(describe(node)))
+            except Exception:  # gone while it was read, as in children()
+                continue
         return 0
     if argv[1:2] in (["extents"], ["focused"]) and len(argv) == 4:
         role, index = argv[2], int(argv[3])

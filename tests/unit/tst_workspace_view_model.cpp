@@ -1,6 +1,7 @@
 #include "Store/Database.h"
 #include "Store/ModelContainer.h"
 #include "Shell/QmlEngine.h"
+#include "Tabs/CreateWorkspace/CreateWorkspaceViewModel.h"
 #include "Tabs/Workspace/WorkspaceView/WorkspaceViewModel.h"
 #include "Util/CacheManager.h"
 #include "Util/Services.h"
@@ -15,6 +16,7 @@
 #include <QQmlComponent>
 #include <QQmlContext>
 #include <QQmlEngine>
+#include <QPointer>
 #include <QQmlProperty>
 
 namespace {
@@ -154,9 +156,33 @@ private Q_SLOTS:
         m_model->setShowModal(true);
         m_model->setShowModal(true);
         QVERIFY(m_model->showModal());
-        QCOMPARE(spies.counts(), (Counts{{QStringLiteral("showModal"), 1}}));
+        QCOMPARE(spies.counts(),
+            (Counts{{QStringLiteral("showModal"), 1}, {QStringLiteral("createViewModel"), 1}}));
         m_model->setShowModal(false);
-        QCOMPARE(spies.counts(), (Counts{{QStringLiteral("showModal"), 2}}));
+        QCOMPARE(spies.counts(),
+            (Counts{{QStringLiteral("showModal"), 2}, {QStringLiteral("createViewModel"), 2}}));
+    }
+
+    void eachOpeningOfTheSheetHasAFreshCreateFlowOnTheSameStore()
+    {
+        QVERIFY(!m_model->createViewModel());
+        m_model->setShowModal(true);
+        QPointer<CreateWorkspaceViewModel> first = m_model->createViewModel();
+        QVERIFY(first);
+        QCOMPARE(&first->manager(), &m_model->manager());
+        first->setName(QStringLiteral("Draft"));
+
+        m_model->setShowModal(false);
+        QVERIFY(!m_model->createViewModel());
+        // Dropped once the screens let go of it.
+        QVERIFY(first);
+        QCoreApplication::sendPostedEvents(first, QEvent::DeferredDelete);
+        QVERIFY(!first);
+
+        m_model->setShowModal(true);
+        QVERIFY(m_model->createViewModel());
+        QCOMPARE(m_model->createViewModel()->name(), QString());
+        QCOMPARE(m_model->createViewModel()->currentStep(), CreateWorkspaceStep::setup);
     }
 
     void firstSelectionIsAnimated()

@@ -2,7 +2,10 @@
 
 #include "Platform/Gio/GioHandles.h"
 
+#include <QCollator>
 #include <QFile>
+
+#include <algorithm>
 
 #include <gio/gdesktopappinfo.h>
 #include <gio/gio.h>
@@ -33,7 +36,36 @@ QStringList namesOf(GIcon* icon)
     return names;
 }
 
+std::optional<InstalledApplication> installedApplicationOf(GAppInfo* info)
+{
+    if (!g_app_info_should_show(info) || !G_IS_DESKTOP_APP_INFO(info))
+        return std::nullopt;
+    const char* file = g_desktop_app_info_get_filename(G_DESKTOP_APP_INFO(info));
+    if (!file)
+        return std::nullopt;
+    GIcon* icon = g_app_info_get_icon(info);
+    return InstalledApplication{Gio::fromUtf8(g_app_info_get_name(info)),
+        icon ? namesOf(icon) : QStringList(), QFile::decodeName(file)};
+}
+
 } // namespace
+
+QList<InstalledApplication> installedApplications()
+{
+    QList<InstalledApplication> applications;
+    const Gio::GObjectListPtr all(g_app_info_get_all());
+    for (GList* item = all.get(); item; item = item->next) {
+        if (auto application = installedApplicationOf(G_APP_INFO(item->data)))
+            applications.append(*application);
+    }
+    QCollator collator;
+    collator.setCaseSensitivity(Qt::CaseInsensitive);
+    std::stable_sort(applications.begin(), applications.end(),
+        [&collator](const InstalledApplication& a, const InstalledApplication& b) {
+            return collator.compare(a.name, b.name) < 0;
+        });
+    return applications;
+}
 
 std::optional<QString> desktopEntryName(const QString& path)
 {

@@ -26,6 +26,11 @@ void GErrorDeleter::operator()(GError* error) const
         g_error_free(error);
 }
 
+void GObjectListDeleter::operator()(GList* list) const
+{
+    g_list_free_full(list, g_object_unref);
+}
+
 void GKeyFileDeleter::operator()(GKeyFile* keyFile) const
 {
     if (keyFile)

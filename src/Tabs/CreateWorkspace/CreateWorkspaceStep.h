@@ -17,6 +17,7 @@ Q_MOC_INCLUDE("Tabs/CreateWorkspace/CreateWorkspaceViewModel.h")
 // model that every step screen shares.
 struct CreateWorkspaceStepContent {
     Q_GADGET
+    QML_VALUE_TYPE(createWorkspaceStepContent)
     Q_PROPERTY(QString componentName MEMBER componentName)
     Q_PROPERTY(QUrl source MEMBER source)
     Q_PROPERTY(CreateWorkspaceViewModel* viewModel MEMBER viewModel)

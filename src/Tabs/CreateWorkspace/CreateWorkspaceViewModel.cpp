@@ -2,7 +2,7 @@
 
 #include "Extensions/AppInfo+Ext.h"
 #include "Extensions/URL+Ext.h"
-#include "Platform/AppChooser.h"
+#include "Platform/InstalledAppChooser.h"
 #include "Platform/Applications.h"
 #include "Tabs/CreateWorkspace/BringToFront.h"
 #include "Util/Console.h"
@@ -18,7 +18,7 @@ CreateWorkspaceViewModel::CreateWorkspaceViewModel(
     : QObject(parent),
       m_manager(manager),
       m_services(services),
-      m_appChooser(std::make_shared<Platform::FileDialogAppChooser>()),
+      m_appChooser(std::make_shared<Platform::InstalledAppChooser>()),
       m_scheduler(defaultScheduler()),
       m_bringToFront(&bringVantorToFront),
       m_objects(this),

@@ -64,6 +64,8 @@ public:
     // What the model asks of the desktop beyond the services; each has a working default.
     void setAppChooser(std::shared_ptr<Platform::AppChooser> chooser);
     void setScheduler(std::shared_ptr<Scheduler> scheduler);
+    // Where the flow and its screens wait.
+    std::shared_ptr<Scheduler> scheduler() const { return m_scheduler; }
     // Brings Vantor's windows back to the front after apps were opened.
     void setBringToFront(std::function<void()> bringToFront);
 

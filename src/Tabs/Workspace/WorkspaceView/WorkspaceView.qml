@@ -62,6 +62,7 @@ Item {
     }
 
     CreateWorkspaceView {
+        viewModel: view.viewModel.createViewModel
         visible: view.viewModel.showModal
         onClosed: {
             view.viewModel.showModal = false

@@ -1,6 +1,7 @@
 #include "Tabs/Workspace/WorkspaceView/WorkspaceViewModel.h"
 
 #include "Extensions/AppInfo+Ext.h"
+#include "Tabs/CreateWorkspace/CreateWorkspaceViewModel.h"
 #include "Util/CacheManager.h"
 #include "Util/Services.h"
 #include "Util/WorkspaceCapture.h"
@@ -17,7 +18,18 @@ void WorkspaceViewModel::setShowModal(bool showModal)
     if (m_showModal == showModal)
         return;
     m_showModal = showModal;
+    setCreateViewModel(
+        showModal ? new CreateWorkspaceViewModel(m_manager, m_services, this) : nullptr);
     Q_EMIT showModalChanged();
+}
+
+// The screens may still hold the closing flow while this runs: it goes once they are done.
+void WorkspaceViewModel::setCreateViewModel(CreateWorkspaceViewModel* model)
+{
+    if (m_createViewModel)
+        m_createViewModel->deleteLater();
+    m_createViewModel = model;
+    Q_EMIT createViewModelChanged();
 }
 
 // The records may have changed in place even when the list holds the same ones, so every

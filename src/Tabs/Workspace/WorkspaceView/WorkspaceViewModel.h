@@ -10,7 +10,10 @@
 #include <QtQml/qqmlregistration.h>
 
 class CacheManager;
+class CreateWorkspaceViewModel;
 class Services;
+
+Q_MOC_INCLUDE("Tabs/CreateWorkspace/CreateWorkspaceViewModel.h")
 
 // The state behind the workspace list and detail: the stored workspaces, the one open in
 // the detail, and selecting, updating and deleting it. Changes go through the CacheManager,
@@ -21,6 +24,10 @@ class WorkspaceViewModel final : public QObject {
     QML_UNCREATABLE("made by Vantor, not in QML")
     // Whether the create sheet is open; the screens set it.
     Q_PROPERTY(bool showModal READ showModal WRITE setShowModal NOTIFY showModalChanged)
+    // The create flow of the open sheet: made afresh, on this model's store, each time the
+    // sheet opens, and dropped when it closes; null while it is closed.
+    Q_PROPERTY(CreateWorkspaceViewModel* createViewModel READ createViewModel NOTIFY
+            createViewModelChanged)
     // WorkspaceObjects ("workspace"), in store order; notified after every re-read.
     Q_PROPERTY(ObjectListModel* workspaces READ workspaceList NOTIFY workspacesChanged)
     Q_PROPERTY(WorkspaceObject* selectedWorkspace READ selectedWorkspaceObject NOTIFY
@@ -36,6 +43,7 @@ public:
 
     bool showModal() const { return m_showModal; }
     void setShowModal(bool showModal);
+    CreateWorkspaceViewModel* createViewModel() const { return m_createViewModel; }
 
     const QList<WorkspacePtr>& workspaces() const { return m_workspaces; }
     void setWorkspaces(const QList<WorkspacePtr>& workspaces);
@@ -69,6 +77,7 @@ public:
 
 Q_SIGNALS:
     void showModalChanged();
+    void createViewModelChanged();
     void workspacesChanged();
     void selectedWorkspaceChanged();
     void animateSelectionChanged();
@@ -78,10 +87,12 @@ private:
     void setAnimateSelection(bool animated);
     WorkspacePtr recordOf(const WorkspaceObject* workspace) const;
     void releaseUnusedObjects();
+    void setCreateViewModel(CreateWorkspaceViewModel* model);
 
     CacheManager& m_manager;
     const Services& m_services;
     bool m_showModal = false;
+    CreateWorkspaceViewModel* m_createViewModel = nullptr; // a child while the sheet is open
     QList<WorkspacePtr> m_workspaces;
     WorkspacePtr m_selectedWorkspace;
     WorkspaceObject* m_selectedWorkspaceObject = nullptr;
