@@ -8,7 +8,12 @@ StoreWatcher::StoreWatcher(ModelContext& context, QObject* parent)
     : QObject(parent), m_context(context), m_seenChanges(context.foreignChangeCount())
 {
     watchFiles();
-    connect(&m_files, &QFileSystemWatcher::fileChanged, this, &StoreWatcher::fileChanged);
+    // A commit is the last write to the log, then the log's index in shared memory (which
+    // tells no one); the counter is read a moment after the last write so that it has moved.
+    m_settle.setSingleShot(true);
+    m_settle.setInterval(50);
+    connect(&m_settle, &QTimer::timeout, this, &StoreWatcher::compareChanges);
+    connect(&m_files, &QFileSystemWatcher::fileChanged, &m_settle, qOverload<>(&QTimer::start));
 }
 
 void StoreWatcher::watchFiles()
@@ -20,7 +25,7 @@ void StoreWatcher::watchFiles()
     }
 }
 
-void StoreWatcher::fileChanged()
+void StoreWatcher::compareChanges()
 {
     watchFiles();
     const std::optional<qint64> changes = m_context.foreignChangeCount();

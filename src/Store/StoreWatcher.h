@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QFileSystemWatcher>
+#include <QTimer>
 #include <QObject>
 
 #include <optional>
@@ -9,8 +10,8 @@ class ModelContext;
 
 // Tells when the store file was changed by someone other than `context`: another context,
 // another Vantor or the command line. It listens for the file and its write-ahead log to
-// change (inotify, no polling) and compares the store's own change counter, so the
-// context's own saves are not reported.
+// change (inotify, no polling) and, once the writes have settled, compares the store's own
+// change counter, so the context's own saves are not reported.
 class StoreWatcher final : public QObject {
     Q_OBJECT
 
@@ -21,10 +22,11 @@ Q_SIGNALS:
     void changedElsewhere();
 
 private:
-    void fileChanged();
+    void compareChanges();
     void watchFiles();
 
     ModelContext& m_context;
     QFileSystemWatcher m_files;
+    QTimer m_settle;
     std::optional<qint64> m_seenChanges;
 };
