@@ -16,6 +16,8 @@ void AppIcon::setPath(const QString& path)
     if (path == m_path)
         return;
     m_path = path;
+    // Looked up once per entry: the desktop entry and the icon theme are files to read.
+    m_icon = getAppImage(m_path);
     update();
     Q_EMIT pathChanged();
 }
@@ -31,12 +33,11 @@ void AppIcon::setRadius(qreal radius)
 
 void AppIcon::paint(QPainter* painter)
 {
-    const std::optional<QIcon> icon = getAppImage(m_path);
-    if (!icon)
+    if (!m_icon)
         return;
     const qreal scale = window() ? window()->effectiveDevicePixelRatio() : 1.0;
     QPainterPath rounded;
     rounded.addRoundedRect(boundingRect(), m_radius, m_radius);
     painter->setClipPath(rounded);
-    painter->drawPixmap(boundingRect().toRect(), icon->pixmap((size() * scale).toSize()));
+    painter->drawPixmap(boundingRect().toRect(), m_icon->pixmap((size() * scale).toSize()));
 }

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <QIcon>
 #include <QQuickPaintedItem>
 #include <QtQml/qqmlregistration.h>
+
+#include <optional>
 
 // The icon of the app whose desktop entry is at `path`, as the desktop shows it (the generic
 // application icon when the entry is gone or names none), in a rounded square.
@@ -27,5 +30,6 @@ Q_SIGNALS:
 
 private:
     QString m_path;
+    std::optional<QIcon> m_icon;
     qreal m_radius = 0;
 };
