@@ -19,6 +19,8 @@ struct Group {
 
 // Window capture and placement.
 Group windowBenchmarks();
+// A workspace of 100 running apps activated, against the floor of a minimal client.
+Group activationBenchmarks();
 // Key dispatch and hot-key registration.
 Group shortcutBenchmarks();
 // The workspace store.

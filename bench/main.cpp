@@ -1,5 +1,6 @@
-// vantor-bench: measures Vantor on a private desktop (Xvfb + openbox) and prints one
-// figure per line, "name value unit", so that runs can be compared.
+// vantor-bench: measures Vantor on a private desktop (Xvfb + openbox, or the window manager
+// named by VANTOR_BENCH_WM) and prints one figure per line, "name value unit", so that runs
+// can be compared. Arguments name the groups to run; none runs them all.
 #include "Benchmarks.h"
 
 #include "TestDesktop.h"
@@ -25,7 +26,10 @@ void report(const QString& name, double value, const QString& unit)
 int main(int argc, char** argv)
 {
     TestEnvironment environment;
-    TestDesktop desktop;
+    TestDesktop::Options options;
+    if (const QString wm = qEnvironmentVariable("VANTOR_BENCH_WM"); !wm.isEmpty())
+        options.windowManager = wm;
+    TestDesktop desktop(options);
     if (!desktop.isReady()) {
         std::fprintf(
             stderr, "vantor-bench: no private desktop: %s\n", qPrintable(desktop.errorString()));
@@ -34,7 +38,8 @@ int main(int argc, char** argv)
     qputenv("QT_QPA_PLATFORM", "xcb");
     QApplication app(argc, argv);
     const QStringList only = app.arguments().mid(1);
-    for (const Bench::Group& group : {Bench::windowBenchmarks(), Bench::shortcutBenchmarks(),
+    for (const Bench::Group& group : {Bench::windowBenchmarks(), Bench::activationBenchmarks(),
+             Bench::shortcutBenchmarks(),
              Bench::storeBenchmarks(), Bench::applicationBenchmarks(), Bench::shellBenchmarks(),
              Bench::launchBenchmarks(), Bench::recorderBenchmarks(),
              Bench::wizardBenchmarks()}) {

@@ -16,7 +16,7 @@ build_packages=(
   qml6-module-qtqml-workerscript qt6-l10n-tools
 )
 desktop_packages=(xvfb openbox trayer xdotool wmctrl x11-apps x11-utils xterm imagemagick)
-test_packages=(x11-xserver-utils time strace x11-xkb-utils xkb-data galculator
+test_packages=(x11-xserver-utils time strace x11-xkb-utils xkb-data galculator icewm fluxbox
   dbus-daemon dbus-x11 at-spi2-core python3-pyatspi)
 
 wanted=("${build_packages[@]}")

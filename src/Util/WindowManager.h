@@ -53,7 +53,7 @@ private:
     struct RunningPlacement;
 
     void openApp(const ActivationPtr& activation, qsizetype index,
-        const QList<Platform::RunningApplication>& running,
+        const QList<Platform::RunningApplication>& running, const ScreenSize& screen,
         QList<RunningPlacement>& placements) const;
     void placeRunningApps(
         const ActivationPtr& activation, const QList<RunningPlacement>& placements) const;

@@ -50,7 +50,7 @@ TestDesktop::TestDesktop(Options options)
         return;
     qputenv("DISPLAY", m_display);
     m_probe = std::make_unique<XProbe>(m_display);
-    if (!startWindowManager())
+    if (!startWindowManager(options.windowManager))
         return;
     if (options.trayHost && !startTrayHost())
         return;
@@ -107,11 +107,18 @@ bool TestDesktop::startXvfb(const Options& options)
     return started;
 }
 
-bool TestDesktop::startWindowManager()
+bool TestDesktop::startWindowManager(const QString& name)
 {
-    startProcess(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+    if (name == QLatin1String("openbox"))
+        startProcess(name, {QStringLiteral("--sm-disable")});
+    else if (name == QLatin1String("fluxbox") || name == QLatin1String("icewm"))
+        startProcess(name, {});
+    else {
+        m_error = QStringLiteral("unknown window manager %1").arg(name);
+        return false;
+    }
     if (!waitUntil([this] { return m_probe->windowManagerIsReady(); }, std::chrono::seconds(10))) {
-        m_error = QStringLiteral("openbox did not become ready");
+        m_error = QStringLiteral("%1 did not become ready").arg(name);
         return false;
     }
     return true;

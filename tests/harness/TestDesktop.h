@@ -10,8 +10,8 @@
 #include <chrono>
 #include <memory>
 
-// A private desktop for one test program: its own Xvfb on a free display, openbox, and
-// optionally a tray host. Apps started through it are ended by PID when it goes, also
+// A private desktop for one test program: its own Xvfb on a free display, a window manager
+// (openbox unless the options name fluxbox or icewm), and optionally a tray host. Apps started through it are ended by PID when it goes, also
 // when a test fails; every child also dies with the test process.
 class TestDesktop {
 public:
@@ -19,6 +19,7 @@ public:
         bool trayHost = false;
         int width = 1920;
         int height = 1080;
+        QString windowManager = QStringLiteral("openbox");
     };
 
     explicit TestDesktop(Options options);
@@ -58,7 +59,7 @@ public:
 
 private:
     bool startXvfb(const Options& options);
-    bool startWindowManager();
+    bool startWindowManager(const QString& name);
     bool startTrayHost();
 
     QByteArray m_display;

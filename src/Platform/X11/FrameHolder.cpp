@@ -33,8 +33,8 @@ struct HoldStart {
 
 } // namespace
 
-FrameHolder::FrameHolder(const Connection& connection, EventHub& events, StateExit& stateExit)
-    : m_connection(connection), m_events(events), m_stateExit(stateExit)
+FrameHolder::FrameHolder(const Connection& connection, EventHub& events, WindowMover& mover)
+    : m_connection(connection), m_events(events), m_mover(mover)
 {
 }
 
@@ -128,7 +128,7 @@ void FrameHolder::check(std::uint32_t window)
     held.putBack = true;
     qCDebug(lcWindows) << "Window" << window << "left its place for" << frame->x << frame->y
                        << frame->width << frame->height << "; putting it back";
-    WindowMover(m_connection, m_stateExit).place({window}, held.target);
+    m_mover.place({window}, held.target);
 }
 
 bool FrameHolder::isOnTarget(const Held& held, const Frame& frame) const

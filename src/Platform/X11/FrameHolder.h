@@ -15,7 +15,7 @@ namespace Platform::X11 {
 
 class Connection;
 class EventHub;
-class StateExit;
+class WindowMover;
 
 // Many apps restore their own last position right after their window appears, undoing a
 // placement that came first. The holder watches freshly placed windows for a while: once a
@@ -23,7 +23,7 @@ class StateExit;
 // making (no pointer button down) is undone, once.
 class FrameHolder {
 public:
-    FrameHolder(const Connection& connection, EventHub& events, StateExit& stateExit);
+    FrameHolder(const Connection& connection, EventHub& events, WindowMover& mover);
     ~FrameHolder();
     FrameHolder(const FrameHolder&) = delete;
     FrameHolder& operator=(const FrameHolder&) = delete;
@@ -50,7 +50,7 @@ private:
 
     const Connection& m_connection;
     EventHub& m_events;
-    StateExit& m_stateExit;
+    WindowMover& m_mover;
     QObject m_context;
     QHash<std::uint32_t, Held> m_held;
     int m_subscription = 0;

@@ -4,9 +4,12 @@
 #include "Platform/X11/Connection.h"
 #include "Platform/X11/FrameMath.h"
 #include "Platform/X11/PendingReply.h"
+#include "Platform/X11/PositionRecheck.h"
 #include "Platform/X11/Properties.h"
 #include "Platform/X11/WindowStates.h"
 #include "Util/Logging.h"
+
+#include <QSize>
 
 #include <xcb/xcb.h>
 
@@ -19,12 +22,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::uint32_t northWestGravity = 1;
-constexpr std::uint32_t withX = 1U << 8;
-constexpr std::uint32_t withY = 1U << 9;
-constexpr std::uint32_t withWidth = 1U << 10;
-constexpr std::uint32_t withHeight = 1U << 11;
-constexpr std::uint32_t fromPager = 2U << 12;
 constexpr auto stateChangeTimeout = 500ms;
 
 struct Decorations {
@@ -62,11 +59,10 @@ struct StateRequest {
 };
 
 // What has to be left before the window can be moved; nothing when it can be moved now.
-std::optional<StateToLeave> stateToLeave(
-    const Connection& connection, std::uint32_t window, StateRequest& request)
+std::optional<StateToLeave> stateToLeave(const Connection& connection, std::uint32_t window,
+    StateRequest& request, const Reply<xcb_get_geometry_reply_t>& geometry)
 {
     const QList<std::uint32_t> states = values32(request.states.take().get());
-    const auto geometry = takeReply(request.geometry, xcb_get_geometry_reply);
     StateToLeave state;
     state.window = window;
     state.maximized = states.contains(connection.atom(Atom::NetWmStateMaximizedVert))
@@ -82,18 +78,6 @@ std::optional<StateToLeave> stateToLeave(
 std::uint32_t onWire(int value)
 {
     return static_cast<std::uint32_t>(static_cast<std::int32_t>(value));
-}
-
-void requestFromWindowManager(
-    const Connection& connection, std::uint32_t window, const MoveResize& request)
-{
-    const std::uint32_t type = connection.atom(Atom::NetMoveResizeWindow);
-    sendToWindowManager(connection, window, type,
-        {northWestGravity | withX | withY | fromPager, onWire(request.frameX),
-            onWire(request.frameY), 0, 0});
-    sendToWindowManager(connection, window, type,
-        {northWestGravity | withWidth | withHeight | fromPager, 0, 0, onWire(request.clientWidth),
-            onWire(request.clientHeight)});
 }
 
 // Without a window manager that takes move requests, the window is configured itself; a
@@ -116,6 +100,7 @@ void configureDirectly(const Connection& connection, std::uint32_t window,
 
 struct Preparation {
     std::vector<Decorations> decorations;
+    std::vector<QSize> clientSizes; // empty for a window that has gone
     QList<StateToLeave> toLeave;
     bool windowManagerMoves = false;
 };
@@ -136,7 +121,10 @@ Preparation prepare(const Connection& connection, const QList<std::uint32_t>& wi
     for (qsizetype i = 0; i < windows.size(); ++i) {
         StateRequest& request = requests[static_cast<std::size_t>(i)];
         preparation.decorations.push_back(request.decorations.take());
-        if (const auto state = stateToLeave(connection, windows[i], request))
+        const auto geometry = takeReply(request.geometry, xcb_get_geometry_reply);
+        preparation.clientSizes.push_back(
+            geometry ? QSize(geometry->width, geometry->height) : QSize());
+        if (const auto state = stateToLeave(connection, windows[i], request, geometry))
             preparation.toLeave.append(*state);
     }
     return preparation;
@@ -151,7 +139,7 @@ std::optional<StateToLeave> stateOf(const QList<StateToLeave>& toLeave, std::uin
 
 } // namespace
 
-void WindowMover::place(const QList<std::uint32_t>& windows, const Frame& target) const
+void WindowMover::place(const QList<std::uint32_t>& windows, const Frame& target)
 {
     QList<WindowTarget> targets;
     targets.reserve(windows.size());
@@ -160,7 +148,7 @@ void WindowMover::place(const QList<std::uint32_t>& windows, const Frame& target
     place(targets);
 }
 
-void WindowMover::place(const QList<WindowTarget>& targets) const
+void WindowMover::place(const QList<WindowTarget>& targets)
 {
     if (targets.isEmpty())
         return;
@@ -178,16 +166,17 @@ void WindowMover::place(const QList<WindowTarget>& targets) const
         if (const auto leaving = stateOf(preparation.toLeave, target.window)) {
             // Its decorations change with the state: they are read anew when it is placed.
             m_stateExit.leave({*leaving}, stateChangeTimeout,
-                [&connection = m_connection, &stateExit = m_stateExit, target](std::uint32_t) {
-                    WindowMover(connection, stateExit).place({target});
-                });
+                [this, target](std::uint32_t) { place({target}); });
             continue;
         }
         const Decorations& around = preparation.decorations[static_cast<std::size_t>(i)];
         const MoveResize request = moveResizeFor(target.frame, around.frame, around.shadows);
-        if (preparation.windowManagerMoves)
-            requestFromWindowManager(m_connection, target.window, request);
-        else
+        if (preparation.windowManagerMoves) {
+            const QSize sizeBefore = preparation.clientSizes[static_cast<std::size_t>(i)];
+            if (sizeBefore != QSize(request.clientWidth, request.clientHeight))
+                m_recheck.follow(target.window, request, around.frame, sizeBefore);
+            requestMoveResize(m_connection, target.window, request);
+        } else
             configureDirectly(m_connection, target.window, request, checks);
     }
     m_connection.flush();

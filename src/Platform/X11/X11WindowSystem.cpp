@@ -6,6 +6,7 @@
 #include "Platform/X11/MainScreen.h"
 #include "Platform/X11/NewWindows.h"
 #include "Platform/X11/ProcessIds.h"
+#include "Platform/X11/PositionRecheck.h"
 #include "Platform/X11/Properties.h"
 #include "Platform/X11/WindowMover.h"
 #include "Platform/X11/WindowReader.h"
@@ -68,8 +69,10 @@ X11WindowSystem::X11WindowSystem() : m_connection(Connection::open())
         return;
     m_events = std::make_unique<EventHub>(*m_connection);
     m_stateExit = std::make_unique<StateExit>(*m_connection, *m_events);
+    m_recheck = std::make_unique<PositionRecheck>(*m_connection, *m_events);
+    m_mover = std::make_unique<WindowMover>(*m_connection, *m_stateExit, *m_recheck);
     m_newWindows = std::make_unique<NewWindows>(*m_connection, *m_events);
-    m_frameHolder = std::make_unique<FrameHolder>(*m_connection, *m_events, *m_stateExit);
+    m_frameHolder = std::make_unique<FrameHolder>(*m_connection, *m_events, *m_mover);
 }
 
 X11WindowSystem::~X11WindowSystem() = default;
@@ -150,16 +153,29 @@ void X11WindowSystem::placeWindows(const QList<Placement>& placements)
         for (const std::uint32_t window : toX11(placement.windows))
             targets.append({window, placement.frame});
     }
-    WindowMover(*connection, *m_stateExit).place(targets);
+    m_mover->place(targets);
 }
 
 void X11WindowSystem::finishPlacements()
 {
-    if (!m_stateExit || !m_stateExit->isBusy())
+    // A window let out of the maximized state is placed then, and may be rechecked after:
+    // each going idle is a moment to look at both again.
+    const auto busy = [this] {
+        return m_stateExit && (m_stateExit->isBusy() || m_recheck->isBusy());
+    };
+    if (!busy())
         return;
     QEventLoop loop;
-    m_stateExit->whenIdle([&loop] { loop.quit(); });
+    std::function<void()> quitWhenIdle = [&] {
+        if (!busy())
+            return loop.quit();
+        m_stateExit->whenIdle(quitWhenIdle);
+        m_recheck->whenIdle(quitWhenIdle);
+    };
+    quitWhenIdle();
     loop.exec();
+    m_stateExit->whenIdle({});
+    m_recheck->whenIdle({});
 }
 
 std::unique_ptr<WindowWatch> X11WindowSystem::watchNewWindows(WindowShown shown)

@@ -11,7 +11,9 @@ class Connection;
 class EventHub;
 class FrameHolder;
 class NewWindows;
+class PositionRecheck;
 class StateExit;
+class WindowMover;
 
 // The window system of an X11 session with an EWMH window manager, over a connection of
 // Vantor's own (so it works without a Qt GUI). Without a display every answer is empty.
@@ -37,6 +39,8 @@ private:
     std::unique_ptr<Connection> m_connection;
     std::unique_ptr<EventHub> m_events;
     std::unique_ptr<StateExit> m_stateExit;
+    std::unique_ptr<PositionRecheck> m_recheck;
+    std::unique_ptr<WindowMover> m_mover;
     std::unique_ptr<NewWindows> m_newWindows;
     std::unique_ptr<FrameHolder> m_frameHolder;
     // Placement may also be asked for from another thread.
