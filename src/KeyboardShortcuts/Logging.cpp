@@ -2,6 +2,6 @@
 
 namespace KeyboardShortcuts {
 
-Q_LOGGING_CATEGORY(lcShortcuts, "vantor.shortcuts", QtWarningMsg)
+Q_LOGGING_CATEGORY(lcShortcuts, "keyboardshortcuts", QtWarningMsg)
 
 } // namespace KeyboardShortcuts
