@@ -1,8 +1,12 @@
 #include "BenchSupport.h"
 
+#include <QEventLoop>
+#include <QSocketNotifier>
 #include <QThread>
+#include <QTimer>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -85,6 +89,124 @@ QList<QRect> XConnection::outerFrames(const QList<xcb_window_t>& windows) const
             size->height + top + bottom));
     }
     return frames;
+}
+
+void SettleWatch::watch(const QList<xcb_window_t>& windows)
+{
+    m_windows = windows;
+    m_indexOf.clear();
+    const std::uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    for (int i = 0; i < windows.size(); ++i) {
+        xcb_change_window_attributes(m_connection.get(), windows[i], XCB_CW_EVENT_MASK, &mask);
+        m_indexOf.insert(windows[i], i);
+    }
+    // The window manager's frames are the root's children: their moves are heard there.
+    const std::uint32_t rootMask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+    xcb_change_window_attributes(m_connection.get(), m_connection.root(), XCB_CW_EVENT_MASK, &rootMask);
+    m_extents = readExtents();
+    settleEvents();
+}
+
+void SettleWatch::placeLikeVantor(const QList<QRect>& targets) const
+{
+    const xcb_atom_t moveResize = m_connection.atom("_NET_MOVERESIZE_WINDOW");
+    constexpr std::uint32_t northWest = 1, x = 1U << 8, y = 1U << 9, width = 1U << 10,
+                            height = 1U << 11, fromPager = 2U << 12;
+    const auto send = [&](xcb_window_t window, const std::array<std::uint32_t, 5>& data) {
+        xcb_client_message_event_t message{};
+        message.response_type = XCB_CLIENT_MESSAGE;
+        message.format = 32;
+        message.window = window;
+        message.type = moveResize;
+        std::copy(data.begin(), data.end(), message.data.data32);
+        xcb_send_event(m_connection.get(), 0, m_connection.root(),
+            XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+            reinterpret_cast<const char*>(&message));
+    };
+    const auto onWire = [](int value) { return static_cast<std::uint32_t>(value); };
+    for (int i = 0; i < m_windows.size(); ++i) {
+        const QSize client = clientSize(i, targets[i]);
+        send(m_windows[i],
+            {northWest | x | y | fromPager, onWire(targets[i].x()), onWire(targets[i].y()), 0, 0});
+        send(m_windows[i],
+            {northWest | width | height | fromPager, 0, 0, onWire(client.width()),
+                onWire(client.height())});
+    }
+    xcb_flush(m_connection.get());
+}
+
+bool SettleWatch::waitUntilOn(const QList<QRect>& targets, std::chrono::milliseconds timeout)
+{
+    std::vector<bool> sized(static_cast<std::size_t>(m_windows.size()), false);
+    QEventLoop loop;
+    bool settled = false;
+    const auto check = [&] {
+        bool configured = false;
+        while (xcb_generic_event_t* event = xcb_poll_for_event(m_connection.get())) {
+            configured |= takeConfigure(event, targets, sized);
+            std::free(event);
+        }
+        if (configured && std::all_of(sized.begin(), sized.end(), [](bool s) { return s; }))
+            settled = m_connection.outerFrames(m_windows) == targets;
+        if (settled || xcb_connection_has_error(m_connection.get()))
+            loop.quit();
+    };
+    QSocketNotifier notifier(xcb_get_file_descriptor(m_connection.get()), QSocketNotifier::Read);
+    QObject::connect(&notifier, &QSocketNotifier::activated, &loop, check);
+    QTimer::singleShot(timeout, &loop, &QEventLoop::quit);
+    QTimer::singleShot(0, &loop, check);
+    loop.exec();
+    return settled;
+}
+
+void SettleWatch::settleEvents() const
+{
+    m_connection.roundTrip();
+    while (xcb_generic_event_t* event = xcb_poll_for_event(m_connection.get()))
+        std::free(event);
+}
+
+QSize SettleWatch::clientSize(int i, const QRect& target) const
+{
+    const Extents& e = m_extents[static_cast<std::size_t>(i)];
+    return {target.width() - e.left - e.right, target.height() - e.top - e.bottom};
+}
+
+bool SettleWatch::takeConfigure(
+    const xcb_generic_event_t* event, const QList<QRect>& targets, std::vector<bool>& sized)
+{
+    if ((event->response_type & 0x7f) != XCB_CONFIGURE_NOTIFY)
+        return false;
+    const auto* configure = reinterpret_cast<const xcb_configure_notify_event_t*>(event);
+    if (configure->event == m_connection.root())
+        return true; // a frame moved: a client's position may have changed with it
+    const auto found = m_indexOf.constFind(configure->window);
+    if (found == m_indexOf.cend())
+        return false;
+    const int i = *found;
+    sized[static_cast<std::size_t>(i)]
+        = QSize(configure->width, configure->height) == clientSize(i, targets[i]);
+    return true;
+}
+
+std::vector<SettleWatch::Extents> SettleWatch::readExtents() const
+{
+    xcb_connection_t* c = m_connection.get();
+    const xcb_atom_t atom = m_connection.atom("_NET_FRAME_EXTENTS");
+    std::vector<xcb_get_property_cookie_t> cookies;
+    for (const xcb_window_t window : m_windows)
+        cookies.push_back(xcb_get_property(c, 0, window, atom, XCB_ATOM_CARDINAL, 0, 4));
+    std::vector<Extents> extents;
+    for (const xcb_get_property_cookie_t cookie : cookies) {
+        const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(c, cookie, nullptr));
+        Extents e;
+        if (reply && reply->format == 32 && xcb_get_property_value_length(reply.get()) == 16) {
+            const auto* v = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
+            e = {int(v[0]), int(v[1]), int(v[2]), int(v[3])};
+        }
+        extents.push_back(e);
+    }
+    return extents;
 }
 
 WindowOwners::~WindowOwners()

@@ -3,9 +3,11 @@
 #pragma once
 
 #include <QByteArray>
+#include <QHash>
 #include <QElapsedTimer>
 #include <QList>
 #include <QRect>
+#include <QSize>
 
 #include <xcb/xcb.h>
 
@@ -72,6 +74,41 @@ public:
 
 private:
     QList<pid_t> m_pids;
+};
+
+// Waits for windows to stand on their frames without asking the X server again and again:
+// their configure events tell when each has taken its target size, and a read of the frames
+// then confirms, again after each later move of a window manager's frame. Qt's event loop runs meanwhile, so Vantor in this process goes on.
+// It can also place the windows itself as Vantor does, for the floor Vantor is compared with.
+class SettleWatch {
+public:
+    explicit SettleWatch(const QByteArray& display) : m_connection(display.constData()) { }
+
+    bool isConnected() const { return m_connection.isConnected(); }
+
+    // Hears of every configure of the windows from now on; reads their decorations.
+    void watch(const QList<xcb_window_t>& windows);
+    // Position, then size, of every window with _NET_MOVERESIZE_WINDOW; flushed once.
+    void placeLikeVantor(const QList<QRect>& targets) const;
+    // True once every window stands on its target; false after the timeout.
+    bool waitUntilOn(const QList<QRect>& targets,
+        std::chrono::milliseconds timeout = std::chrono::seconds(10));
+    // Lets late events of the last placement arrive, and drops them.
+    void settleEvents() const;
+
+private:
+    struct Extents {
+        int left = 0, right = 0, top = 0, bottom = 0;
+    };
+    QSize clientSize(int i, const QRect& target) const;
+    bool takeConfigure(
+        const xcb_generic_event_t* event, const QList<QRect>& targets, std::vector<bool>& sized);
+    std::vector<Extents> readExtents() const;
+
+    XConnection m_connection;
+    QList<xcb_window_t> m_windows;
+    QHash<xcb_window_t, int> m_indexOf;
+    std::vector<Extents> m_extents;
 };
 
 // The middle value: of an even count, the upper of the two in the middle; 0 for none.
