@@ -107,31 +107,33 @@ void SettleWatch::watch(const QList<xcb_window_t>& windows)
     settleEvents();
 }
 
-void SettleWatch::placeLikeVantor(const QList<QRect>& targets) const
+void sendLikeVantor(
+    const XConnection& connection, xcb_window_t window, QPoint position, QSize clientSize)
 {
-    const xcb_atom_t moveResize = m_connection.atom("_NET_MOVERESIZE_WINDOW");
+    const xcb_atom_t moveResize = connection.atom("_NET_MOVERESIZE_WINDOW");
     constexpr std::uint32_t northWest = 1, x = 1U << 8, y = 1U << 9, width = 1U << 10,
                             height = 1U << 11, fromPager = 2U << 12;
-    const auto send = [&](xcb_window_t window, const std::array<std::uint32_t, 5>& data) {
+    const auto send = [&](const std::array<std::uint32_t, 5>& data) {
         xcb_client_message_event_t message{};
         message.response_type = XCB_CLIENT_MESSAGE;
         message.format = 32;
         message.window = window;
         message.type = moveResize;
         std::copy(data.begin(), data.end(), message.data.data32);
-        xcb_send_event(m_connection.get(), 0, m_connection.root(),
+        xcb_send_event(connection.get(), 0, connection.root(),
             XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
             reinterpret_cast<const char*>(&message));
     };
     const auto onWire = [](int value) { return static_cast<std::uint32_t>(value); };
-    for (int i = 0; i < m_windows.size(); ++i) {
-        const QSize client = clientSize(i, targets[i]);
-        send(m_windows[i],
-            {northWest | x | y | fromPager, onWire(targets[i].x()), onWire(targets[i].y()), 0, 0});
-        send(m_windows[i],
-            {northWest | width | height | fromPager, 0, 0, onWire(client.width()),
-                onWire(client.height())});
-    }
+    send({northWest | x | y | fromPager, onWire(position.x()), onWire(position.y()), 0, 0});
+    send({northWest | width | height | fromPager, 0, 0, onWire(clientSize.width()),
+        onWire(clientSize.height())});
+}
+
+void SettleWatch::placeLikeVantor(const QList<QRect>& targets) const
+{
+    for (int i = 0; i < m_windows.size(); ++i)
+        sendLikeVantor(m_connection, m_windows[i], targets[i].topLeft(), clientSize(i, targets[i]));
     xcb_flush(m_connection.get());
 }
 

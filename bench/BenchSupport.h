@@ -76,6 +76,11 @@ private:
     QList<pid_t> m_pids;
 };
 
+// The two requests Vantor sends to place a window, not flushed: _NET_MOVERESIZE_WINDOW with
+// the frame's outer top-left, then with the client's size.
+void sendLikeVantor(
+    const XConnection& connection, xcb_window_t window, QPoint position, QSize clientSize);
+
 // Waits for windows to stand on their frames without asking the X server again and again:
 // their configure events tell when each has taken its target size, and a read of the frames
 // then confirms, again after each later move of a window manager's frame. Qt's event loop runs meanwhile, so Vantor in this process goes on.

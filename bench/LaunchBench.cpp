@@ -27,7 +27,6 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstdio>
 #include <functional>
@@ -164,29 +163,11 @@ public:
             top = values[2];
             bottom = values[3];
         }
-        const xcb_atom_t moveResize = m_connection.atom("_NET_MOVERESIZE_WINDOW");
-        const auto send = [&](std::array<std::uint32_t, 5> data) {
-            xcb_client_message_event_t message{};
-            message.response_type = XCB_CLIENT_MESSAGE;
-            message.format = 32;
-            message.window = window;
-            message.type = moveResize;
-            std::copy(data.begin(), data.end(), message.data.data32);
-            xcb_send_event(c, 0, m_connection.root(),
-                XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                reinterpret_cast<const char*>(&message));
-        };
-        constexpr std::uint32_t northWest = 1, x = 1U << 8, y = 1U << 9, width = 1U << 10,
-                                height = 1U << 11, fromPager = 2U << 12;
-        send({northWest | x | y | fromPager, static_cast<std::uint32_t>(target.x()),
-            static_cast<std::uint32_t>(target.y()), 0, 0});
-        send({northWest | width | height | fromPager, 0, 0,
-            static_cast<std::uint32_t>(target.width()) - left - right,
-            static_cast<std::uint32_t>(target.height()) - top - bottom});
+        sendLikeVantor(m_connection, window, target.topLeft(),
+            QSize(target.width() - int(left + right), target.height() - int(top + bottom)));
         xcb_flush(c);
     }
 
-    // Every instance has its viewable client standing on its target frame.
     bool allOnFrames(const QList<QByteArray>& instances, const QList<QRect>& targets)
     {
         const QHash<QByteArray, xcb_window_t> found = clients(instances);
