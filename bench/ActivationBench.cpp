@@ -98,8 +98,8 @@ private:
     {
         const pid_t pid = m_owners.start(m_desktop.display(), [app](const XConnection& connection) {
             xcb_map_window(connection.get(),
-                connection.createWindow(frameOf(app, 1).translated(5, 5), classOf(app),
-                    classOf(app).toUpper()));
+                connection.createWindow(
+                    frameOf(app, 1).translated(5, 5), classOf(app), classOf(app).toUpper()));
         });
         if (pid <= 0 || !m_desktop.waitForWindows(pid, 1))
             return 0;

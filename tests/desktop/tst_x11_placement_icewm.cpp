@@ -22,7 +22,8 @@ private:
     // A large xlogo that reaches far across the screen.
     qint64 startLargeWindow() const
     {
-        return m_desktop.startApp(QStringLiteral("xlogo"), geometry(QStringLiteral("1000x600+100+100")));
+        return m_desktop.startApp(
+            QStringLiteral("xlogo"), geometry(QStringLiteral("1000x600+100+100")));
     }
 
     Platform::WindowId onlyWindowOf(qint64 pid) const
@@ -47,8 +48,7 @@ private Q_SLOTS:
         run(QStringLiteral("xdotool"),
             {QStringLiteral("windowmove"), id, QString::number(nearTheRightEdge.x + e[0]),
                 QString::number(nearTheRightEdge.y + e[2]), QStringLiteral("windowsize"),
-                QStringLiteral("--sync"), id,
-                QString::number(nearTheRightEdge.width - e[0] - e[1]),
+                QStringLiteral("--sync"), id, QString::number(nearTheRightEdge.width - e[0] - e[1]),
                 QString::number(nearTheRightEdge.height - e[2] - e[3])});
 
         QTRY_COMPARE(frameOf(window).size(), nearTheRightEdge.size());
@@ -77,10 +77,9 @@ private Q_SLOTS:
         QVERIFY(pid > 0);
         const Platform::WindowId window = onlyWindowOf(pid);
 
-        const VantorRun placed = VantorProcess::run({QStringLiteral("place"),
-            QString::number(pid), QString::number(nearTheRightEdge.x),
-            QString::number(nearTheRightEdge.y), QString::number(nearTheRightEdge.width),
-            QString::number(nearTheRightEdge.height)});
+        const VantorRun placed = VantorProcess::run({QStringLiteral("place"), QString::number(pid),
+            QString::number(nearTheRightEdge.x), QString::number(nearTheRightEdge.y),
+            QString::number(nearTheRightEdge.width), QString::number(nearTheRightEdge.height)});
 
         QVERIFY2(placed.exitedWith(0), placed.describe());
         QTRY_COMPARE(frameOf(window), nearTheRightEdge);
@@ -96,9 +95,9 @@ private Q_SLOTS:
         const Platform::WindowId window = onlyWindowOf(pid);
         const Frame beyond{1800, 200, 300, 200};
 
-        const VantorRun placed = VantorProcess::run({QStringLiteral("place"),
-            QString::number(pid), QString::number(beyond.x), QString::number(beyond.y),
-            QString::number(beyond.width), QString::number(beyond.height)});
+        const VantorRun placed = VantorProcess::run({QStringLiteral("place"), QString::number(pid),
+            QString::number(beyond.x), QString::number(beyond.y), QString::number(beyond.width),
+            QString::number(beyond.height)});
 
         QVERIFY2(placed.exitedWith(0), placed.describe());
         QTRY_COMPARE(frameOf(window).size(), beyond.size());

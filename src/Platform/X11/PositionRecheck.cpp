@@ -22,8 +22,7 @@ public:
     ClientQuery(const Connection& connection, std::uint32_t window)
         : m_geometry(connection.get(), xcb_get_geometry(connection.get(), window).sequence),
           m_origin(connection.get(),
-              xcb_translate_coordinates(connection.get(), window, connection.root(), 0, 0)
-                  .sequence)
+              xcb_translate_coordinates(connection.get(), window, connection.root(), 0, 0).sequence)
     {
     }
 
@@ -57,8 +56,8 @@ PositionRecheck::~PositionRecheck()
         m_events.unsubscribe(m_subscription);
 }
 
-void PositionRecheck::follow(std::uint32_t window, const MoveResize& request,
-    const Extents& decorations, QSize sizeBefore)
+void PositionRecheck::follow(
+    std::uint32_t window, const MoveResize& request, const Extents& decorations, QSize sizeBefore)
 {
     if (!m_subscription)
         m_subscription
@@ -109,21 +108,17 @@ void PositionRecheck::checkResized()
     queries.reserve(static_cast<std::size_t>(windows.size()));
     for (const std::uint32_t window : windows)
         queries.emplace_back(m_connection, window);
-    bool resent = false;
     for (qsizetype i = 0; i < windows.size(); ++i) {
-        const std::uint32_t window = windows[i];
         const QRect client = queries[static_cast<std::size_t>(i)].take();
-        const auto found = m_followed.constFind(window);
-        if (found == m_followed.cend())
-            continue;
-        if (standsOff(*found, window, client)) {
-            requestMoveResize(m_connection, window, found->request);
-            resent = true;
-        }
-        stop(window);
+        const auto found = m_followed.constFind(windows[i]);
+        if (found != m_followed.cend() && standsOff(*found, windows[i], client))
+            requestMoveResize(m_connection, windows[i], found->request);
     }
-    if (resent)
-        m_connection.flush();
+    m_connection.flush();
+    for (const std::uint32_t window : windows) {
+        if (m_followed.contains(window))
+            stop(window);
+    }
 }
 
 bool PositionRecheck::standsOff(

@@ -165,15 +165,16 @@ void WindowMover::place(const QList<WindowTarget>& targets)
         const WindowTarget& target = targets[i];
         if (const auto leaving = stateOf(preparation.toLeave, target.window)) {
             // Its decorations change with the state: they are read anew when it is placed.
-            m_stateExit.leave({*leaving}, stateChangeTimeout,
-                [this, target](std::uint32_t) { place({target}); });
+            m_stateExit.leave(
+                {*leaving}, stateChangeTimeout, [this, target](std::uint32_t) { place({target}); });
             continue;
         }
         const Decorations& around = preparation.decorations[static_cast<std::size_t>(i)];
         const MoveResize request = moveResizeFor(target.frame, around.frame, around.shadows);
         if (preparation.windowManagerMoves) {
             const QSize sizeBefore = preparation.clientSizes[static_cast<std::size_t>(i)];
-            if (sizeBefore != QSize(request.clientWidth, request.clientHeight))
+            const QSize sizeAfter(request.clientWidth, request.clientHeight);
+            if (sizeBefore.isValid() && sizeBefore != sizeAfter)
                 m_recheck.follow(target.window, request, around.frame, sizeBefore);
             requestMoveResize(m_connection, target.window, request);
         } else

@@ -167,8 +167,10 @@ void X11WindowSystem::finishPlacements()
         return;
     QEventLoop loop;
     std::function<void()> quitWhenIdle = [&] {
-        if (!busy())
-            return loop.quit();
+        if (!busy()) {
+            loop.quit();
+            return;
+        }
         m_stateExit->whenIdle(quitWhenIdle);
         m_recheck->whenIdle(quitWhenIdle);
     };
