@@ -106,6 +106,8 @@ void GuardedRequest::onHeaders()
 
 void GuardedRequest::onReadyRead()
 {
+    if (!m_reply->isOpen())
+        return; // ended without a body, e.g. by its time limit
     const QByteArray chunk = m_reply->readAll();
     m_received += chunk.size();
     if (m_received > m_limits.maximumBytes) {
