@@ -131,7 +131,7 @@ private Q_SLOTS:
         pressUpdateButton();
         QTRY_VERIFY_WITH_TIMEOUT(openUpdateDialog(), 10000);
         QCOMPARE(m_server->requestCount(kFeed), 3);
-        QCOMPARE(text(QStringLiteral("updateStatus")), QStringLiteral("Update available: 99 “Maple”"));
+        QTRY_COMPARE(text(QStringLiteral("updateStatus")), QStringLiteral("Update available: 99 “Maple”"));
         QCOMPARE(buttonTitle(), QStringLiteral("Download"));
     }
 

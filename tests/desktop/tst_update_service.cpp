@@ -240,6 +240,12 @@ private Q_SLOTS:
         QCOMPARE(m_server->requestCount(QStringLiteral("/moved.xml")), 0);
     }
 
+    void aRefusedConnectionAnswersNothing()
+    {
+        makeService(configuration(QUrl(QStringLiteral("http://127.0.0.1:9/appcast.xml"))));
+        expectFailureWithoutAnswer("feed");
+    }
+
     void plainHttpElsewhereIsNeverAsked()
     {
         makeService(configuration(QUrl(QStringLiteral("http://vantor.app/appcast.xml"))));

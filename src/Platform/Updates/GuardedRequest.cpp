@@ -45,8 +45,7 @@ GuardedRequest::~GuardedRequest()
 {
     if (m_reply) {
         m_reply->disconnect(this);
-        m_reply->abort();
-        delete m_reply;
+        delete m_reply.data();
     }
 }
 
@@ -61,8 +60,10 @@ void GuardedRequest::dropReply()
 {
     if (!m_reply)
         return;
+    // Deleting a reply ends its transfer. abort() is not used: it reports an error of its
+    // own, and Qt warns when the transfer's error (a refused connection) is already on
+    // its way.
     m_reply->disconnect(this);
-    m_reply->abort();
     m_reply->deleteLater();
     m_reply = nullptr;
 }
