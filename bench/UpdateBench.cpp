@@ -22,7 +22,9 @@ QByteArray hundredReleases()
     QList<TestFeed::Release> releases;
     for (int i = 0; i < kReleases; ++i) {
         TestFeed::Release release = TestFeed::release(QStringLiteral("1.%1.0").arg(i));
-        release.notes = QStringLiteral("<h2>What’s new</h2><ul><li>One thing</li><li>Another</li></ul>").repeated(5);
+        release.notes
+            = QStringLiteral("<h2>What’s new</h2><ul><li>One thing</li><li>Another</li></ul>")
+                  .repeated(5);
         releases.append(release);
     }
     return TestFeed::feed(releases);
@@ -39,7 +41,8 @@ void feedParseAndVerify()
         clock.start();
         const bool verified = key->verifies(feed, signature);
         const auto parsed = Platform::Appcast::parse(feed);
-        const auto update = Platform::Appcast::bestUpdate(parsed.items, QStringLiteral("1.0"), QStringLiteral("6.1"));
+        const auto update = Platform::Appcast::bestUpdate(
+            parsed.items, QStringLiteral("1.0"), QStringLiteral("6.1"));
         times.push_back(static_cast<double>(clock.nsecsElapsed()) / 1e6);
         if (!verified || parsed.items.size() != kReleases || !update)
             qFatal("The benchmark's feed was not taken");

@@ -13,7 +13,7 @@ class AppVersion final : public QObject {
     Q_PROPERTY(QString current READ current CONSTANT)
 
 public:
-    explicit AppVersion(QObject* parent = nullptr) : QObject(parent) {}
+    explicit AppVersion(QObject* parent = nullptr) : QObject(parent) { }
 
     static QString current();
     // The stamped version, or "Unknown" when the build stamped none.

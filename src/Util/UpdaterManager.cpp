@@ -17,12 +17,14 @@ UpdaterManager::~UpdaterManager() = default;
 
 std::unique_ptr<Platform::UpdateService> UpdaterManager::makeBuiltInService()
 {
-    return std::make_unique<Platform::FeedUpdateService>(Platform::FeedUpdateService::builtInConfiguration());
+    return std::make_unique<Platform::FeedUpdateService>(
+        Platform::FeedUpdateService::builtInConfiguration());
 }
 
 QString UpdaterManager::lastCheckedText() const
 {
-    return m_lastChecked.isValid() ? DateUtils::workspaceFormatter().string(m_lastChecked) : QString();
+    return m_lastChecked.isValid() ? DateUtils::workspaceFormatter().string(m_lastChecked)
+                                   : QString();
 }
 
 void UpdaterManager::checkForUpdates(bool isSilent)
@@ -41,9 +43,9 @@ void UpdaterManager::checkForUpdates(bool isSilent)
 // nothing but this answer.
 void UpdaterManager::updaterDidNotFindUpdate()
 {
-    QMetaObject::invokeMethod(this, [this] {
-        QTimer::singleShot(kUpToDatePauseMs, this, &UpdaterManager::showUpToDate);
-    }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        this, [this] { QTimer::singleShot(kUpToDatePauseMs, this, &UpdaterManager::showUpToDate); },
+        Qt::QueuedConnection);
 }
 
 void UpdaterManager::showUpToDate()
@@ -60,10 +62,13 @@ void UpdaterManager::showUpToDate()
 // up-to-date answer change them.
 void UpdaterManager::updaterDidFindValidUpdate(const QString& displayVersionString)
 {
-    QMetaObject::invokeMethod(this, [this, displayVersionString] {
-        setUpdateStatus(QStringLiteral("Update available: ") + displayVersionString);
-        setUpdateAvailable(true);
-    }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        this,
+        [this, displayVersionString] {
+            setUpdateStatus(QStringLiteral("Update available: ") + displayVersionString);
+            setUpdateAvailable(true);
+        },
+        Qt::QueuedConnection);
 }
 
 void UpdaterManager::setUpdateStatus(const QString& status)

@@ -32,7 +32,8 @@ public:
     static constexpr int kUpToDatePauseMs = 1500;
 
     // Starts `service` with this object as its delegate.
-    explicit UpdaterManager(std::unique_ptr<Platform::UpdateService> service, QObject* parent = nullptr);
+    explicit UpdaterManager(
+        std::unique_ptr<Platform::UpdateService> service, QObject* parent = nullptr);
     ~UpdaterManager() override;
 
     // The service of this build: Vantor's signed feed.

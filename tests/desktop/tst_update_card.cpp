@@ -29,7 +29,8 @@ QByteArray feedOf(const QString& version, const QString& display = {})
 Platform::UpdateDialog* openUpdateDialog()
 {
     for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (auto* dialog = qobject_cast<Platform::UpdateDialog*>(widget); dialog && dialog->isVisible())
+        if (auto* dialog = qobject_cast<Platform::UpdateDialog*>(widget);
+            dialog && dialog->isVisible())
             return dialog;
     }
     return nullptr;
@@ -44,11 +45,23 @@ class UpdateCardTest final : public QObject {
     std::unique_ptr<MainWindowOnFakes> m_fakes;
 
     QWindow* window() const { return m_fakes->mainWindow->window(); }
-    QQuickItem* item(const QString& name) const { return SceneItems::visibleNamed(window(), name).value(0); }
+    QQuickItem* item(const QString& name) const
+    {
+        return SceneItems::visibleNamed(window(), name).value(0);
+    }
     QString text(const QString& name) const { return SceneItems::texts(window(), name).value(0); }
-    QString buttonTitle() const { return item(QStringLiteral("updateButton"))->property("title").toString(); }
-    QString symbol() const { return item(QStringLiteral("updateIcon"))->property("name").toString(); }
-    QColor symbolColor() const { return item(QStringLiteral("updateIcon"))->property("color").value<QColor>(); }
+    QString buttonTitle() const
+    {
+        return item(QStringLiteral("updateButton"))->property("title").toString();
+    }
+    QString symbol() const
+    {
+        return item(QStringLiteral("updateIcon"))->property("name").toString();
+    }
+    QColor symbolColor() const
+    {
+        return item(QStringLiteral("updateIcon"))->property("color").value<QColor>();
+    }
 
     void showSettings()
     {
@@ -94,7 +107,8 @@ private Q_SLOTS:
         QCOMPARE(symbolColor(), QColor(QStringLiteral("#b58100"))); // yellow, light scheme
         QCOMPARE(buttonTitle(), QStringLiteral("Check for updates"));
         QVERIFY(!item(QStringLiteral("lastChecked")));
-        QCOMPARE(text(QStringLiteral("currentVersion")), QStringLiteral("Current version: " VANTOR_VERSION));
+        QCOMPARE(text(QStringLiteral("currentVersion")),
+            QStringLiteral("Current version: " VANTOR_VERSION));
     }
 
     void checkForUpdatesEndsUpToDateWithTheDate()
@@ -111,7 +125,8 @@ private Q_SLOTS:
         const QDateTime checked = m_fakes->mainWindow->content()->updaterManager()->lastChecked();
         QVERIFY(checked.isValid());
         QTRY_COMPARE(text(QStringLiteral("lastChecked")),
-            QStringLiteral("Last checked for updates: ") + checked.toString(QStringLiteral("d MMM yyyy, HH:mm")));
+            QStringLiteral("Last checked for updates: ")
+                + checked.toString(QStringLiteral("d MMM yyyy, HH:mm")));
         QCOMPARE(buttonTitle(), QStringLiteral("Check for updates"));
     }
 
@@ -119,7 +134,8 @@ private Q_SLOTS:
     {
         showSettings();
         QTRY_COMPARE(m_server->requestCount(kFeed), 1);
-        m_server->serveSignedFeed(kFeed, feedOf(QStringLiteral("99.0"), QStringLiteral("99 “Maple”")));
+        m_server->serveSignedFeed(
+            kFeed, feedOf(QStringLiteral("99.0"), QStringLiteral("99 “Maple”")));
         pressUpdateButton();
         QTRY_COMPARE_WITH_TIMEOUT(text(QStringLiteral("updateStatus")),
             QStringLiteral("Update available: 99 “Maple”"), 10000);
@@ -131,7 +147,8 @@ private Q_SLOTS:
         pressUpdateButton();
         QTRY_VERIFY_WITH_TIMEOUT(openUpdateDialog(), 10000);
         QCOMPARE(m_server->requestCount(kFeed), 3);
-        QTRY_COMPARE(text(QStringLiteral("updateStatus")), QStringLiteral("Update available: 99 “Maple”"));
+        QTRY_COMPARE(
+            text(QStringLiteral("updateStatus")), QStringLiteral("Update available: 99 “Maple”"));
         QCOMPARE(buttonTitle(), QStringLiteral("Download"));
     }
 

@@ -49,9 +49,11 @@ private Q_SLOTS:
         QVERIFY(m_reader.start());
         QProcessEnvironment environment = m_reader.environment();
         environment.insert(QStringLiteral("VANTOR_COLOR_SCHEME"), QStringLiteral("light"));
-        environment.insert(QStringLiteral("VANTOR_UPDATE_FEED_URL"), m_server.url(kFeed).toString());
+        environment.insert(
+            QStringLiteral("VANTOR_UPDATE_FEED_URL"), m_server.url(kFeed).toString());
         QVERIFY(m_vantor.start({}, environment));
-        QVERIFY2(m_vantor.waitForLines(kShown, 1, std::chrono::seconds(30)), qPrintable(m_vantor.err()));
+        QVERIFY2(
+            m_vantor.waitForLines(kShown, 1, std::chrono::seconds(30)), qPrintable(m_vantor.err()));
         QVERIFY(m_reader.press(QStringLiteral("Settings"), QStringLiteral("page tab")));
     }
 
@@ -63,21 +65,26 @@ private Q_SLOTS:
     {
         QTRY_VERIFY(hasNodeNamed(QStringLiteral("Updates")));
         QVERIFY(hasNodeNamed(QStringLiteral("Current version: " VANTOR_VERSION)));
-        QTRY_VERIFY_WITH_TIMEOUT(hasNodeNamed(QStringLiteral("You\u2019re all up to date \u2014 nice!")), 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            hasNodeNamed(QStringLiteral("You\u2019re all up to date \u2014 nice!")), 20000);
         QVERIFY(m_server.requestCount(kFeed) >= 1);
         const auto lastChecked = nodeStartingWith(QStringLiteral("Last checked for updates: "));
         QVERIFY(lastChecked);
-        const QString date = lastChecked->name.mid(QStringLiteral("Last checked for updates: ").size());
-        QVERIFY2(QDateTime::fromString(date, QStringLiteral("d MMM yyyy, HH:mm")).isValid(), qPrintable(date));
+        const QString date
+            = lastChecked->name.mid(QStringLiteral("Last checked for updates: ").size());
+        QVERIFY2(QDateTime::fromString(date, QStringLiteral("d MMM yyyy, HH:mm")).isValid(),
+            qPrintable(date));
         QVERIFY(m_reader.isShowing(kButton, QStringLiteral("Check for updates")));
     }
 
     void checkForUpdatesFindsTheNewerVersion()
     {
         const int before = m_server.requestCount(kFeed);
-        m_server.serveSignedFeed(kFeed, feedOf(QStringLiteral("99.0"), QStringLiteral("99 “Maple”")));
+        m_server.serveSignedFeed(
+            kFeed, feedOf(QStringLiteral("99.0"), QStringLiteral("99 “Maple”")));
         QVERIFY(m_reader.press(QStringLiteral("Check for updates"), kButton));
-        QTRY_VERIFY_WITH_TIMEOUT(hasNodeNamed(QStringLiteral("Update available: 99 “Maple”")), 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            hasNodeNamed(QStringLiteral("Update available: 99 “Maple”")), 20000);
         QCOMPARE(m_server.requestCount(kFeed), before + 1);
         QVERIFY(m_reader.isShowing(kButton, QStringLiteral("Download")));
         QVERIFY(!m_reader.isShowing(kButton, QStringLiteral("Check for updates")));
@@ -88,7 +95,8 @@ private Q_SLOTS:
     void theScreensRanWithoutAQmlWarning()
     {
         const QString errors = m_vantor.err();
-        QVERIFY2(!errors.contains(QLatin1String("qrc:/")) && !errors.contains(QLatin1String(".qml")),
+        QVERIFY2(
+            !errors.contains(QLatin1String("qrc:/")) && !errors.contains(QLatin1String(".qml")),
             qPrintable(errors));
     }
 };

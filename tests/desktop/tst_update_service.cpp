@@ -27,7 +27,10 @@ public:
     QStringList found;
 
     void updaterDidNotFindUpdate() override { ++notFound; }
-    void updaterDidFindValidUpdate(const QString& displayVersionString) override { found.append(displayVersionString); }
+    void updaterDidFindValidUpdate(const QString& displayVersionString) override
+    {
+        found.append(displayVersionString);
+    }
     int answers() const { return notFound + static_cast<int>(found.size()); }
 };
 
@@ -146,7 +149,9 @@ private Q_SLOTS:
 
     void noNewerVersionIsTold()
     {
-        m_server->serveSignedFeed(kFeed, TestFeed::feed({TestFeed::release(QStringLiteral("1.9")), TestFeed::release(QStringLiteral("1.2"))}));
+        m_server->serveSignedFeed(kFeed,
+            TestFeed::feed({TestFeed::release(QStringLiteral("1.9")),
+                TestFeed::release(QStringLiteral("1.2"))}));
         QVERIFY(check());
         QCOMPARE(m_delegate.notFound, 1);
         QVERIFY(m_delegate.found.isEmpty());
@@ -169,7 +174,8 @@ private Q_SLOTS:
     {
         const QByteArray feed = TestFeed::feed({newerRelease()});
         m_server->serveBody(kFeed, feed);
-        m_server->serveBody(kFeed + QStringLiteral(".sig"), TestSigning::sign(feed, TestSigning::otherKeyPair()));
+        m_server->serveBody(
+            kFeed + QStringLiteral(".sig"), TestSigning::sign(feed, TestSigning::otherKeyPair()));
         expectFailureWithoutAnswer("does not match");
     }
 
@@ -183,7 +189,8 @@ private Q_SLOTS:
 
     void aMalformedSignedFeedAnswersNothing()
     {
-        m_server->serveSignedFeed(kFeed, "<rss version=\"2.0\"><channel><item></item></channel></rss>");
+        m_server->serveSignedFeed(
+            kFeed, "<rss version=\"2.0\"><channel><item></item></channel></rss>");
         expectFailureWithoutAnswer("refused");
     }
 
@@ -235,7 +242,8 @@ private Q_SLOTS:
     {
         serveNewerRelease();
         m_server->serveSignedFeed(QStringLiteral("/moved.xml"), TestFeed::feed({newerRelease()}));
-        m_server->serve(kFeed, {302, {}, m_server->url(QStringLiteral("/moved.xml")).toEncoded(), false, false});
+        m_server->serve(kFeed,
+            {302, {}, m_server->url(QStringLiteral("/moved.xml")).toEncoded(), false, false});
         expectFailureWithoutAnswer("redirected");
         QCOMPARE(m_server->requestCount(QStringLiteral("/moved.xml")), 0);
     }
@@ -276,7 +284,8 @@ private Q_SLOTS:
         QVERIFY(dialog);
         QCOMPARE(m_delegate.found, QStringList{QStringLiteral("2.0 “Maple”")});
         QVERIFY(dialog->isVisible());
-        const QString downloads = QStandardPaths::writableLocation(QStandardPaths::DownloadLocation);
+        const QString downloads
+            = QStandardPaths::writableLocation(QStandardPaths::DownloadLocation);
         QVERIFY(downloads.startsWith(qEnvironmentVariable("HOME")));
         const QString saved = download(dialog);
         QCOMPARE(saved, downloads + kFile);
@@ -344,21 +353,28 @@ private Q_SLOTS:
 
     void theUsersCheckSaysWhenUpToDate()
     {
-        m_server->serveSignedFeed(kFeed, TestFeed::feed({TestFeed::release(QStringLiteral("1.9"))}));
+        m_server->serveSignedFeed(
+            kFeed, TestFeed::feed({TestFeed::release(QStringLiteral("1.9"))}));
         QVERIFY(check(true));
         QCOMPARE(m_delegate.notFound, 1);
         QVERIFY(m_service->dialog());
-        QVERIFY(m_service->dialog()->statusText().contains(QLatin1String("1.9 is the newest version")));
+        QVERIFY(
+            m_service->dialog()->statusText().contains(QLatin1String("1.9 is the newest version")));
     }
 
     void aFileNameIsTakenFromTheUrlSafely()
     {
-        QCOMPARE(EnclosureDownload::fileNameFor(QUrl(QStringLiteral("https://a.b/x/Vantor.AppImage?x=1"))),
+        QCOMPARE(EnclosureDownload::fileNameFor(
+                     QUrl(QStringLiteral("https://a.b/x/Vantor.AppImage?x=1"))),
             QStringLiteral("Vantor.AppImage"));
-        const QString escaping = EnclosureDownload::fileNameFor(QUrl(QStringLiteral("https://a.b/x/..%2F..%2Fevil")));
-        QVERIFY2(!escaping.contains(QLatin1Char('/')) && !escaping.startsWith(QLatin1Char('.')), qPrintable(escaping));
-        QCOMPARE(EnclosureDownload::fileNameFor(QUrl(QStringLiteral("https://a.b/.hidden"))), QStringLiteral("hidden"));
-        QCOMPARE(EnclosureDownload::fileNameFor(QUrl(QStringLiteral("https://a.b/"))), QStringLiteral("update"));
+        const QString escaping
+            = EnclosureDownload::fileNameFor(QUrl(QStringLiteral("https://a.b/x/..%2F..%2Fevil")));
+        QVERIFY2(!escaping.contains(QLatin1Char('/')) && !escaping.startsWith(QLatin1Char('.')),
+            qPrintable(escaping));
+        QCOMPARE(EnclosureDownload::fileNameFor(QUrl(QStringLiteral("https://a.b/.hidden"))),
+            QStringLiteral("hidden"));
+        QCOMPARE(EnclosureDownload::fileNameFor(QUrl(QStringLiteral("https://a.b/"))),
+            QStringLiteral("update"));
     }
 };
 

@@ -50,7 +50,8 @@ inline KeyPair otherKeyPair()
 {
     if (::sodium_init() < 0)
         qFatal("libsodium cannot start");
-    KeyPair pair{QByteArray(crypto_sign_PUBLICKEYBYTES, '\0'), QByteArray(crypto_sign_SECRETKEYBYTES, '\0')};
+    KeyPair pair{
+        QByteArray(crypto_sign_PUBLICKEYBYTES, '\0'), QByteArray(crypto_sign_SECRETKEYBYTES, '\0')};
     ::crypto_sign_keypair(reinterpret_cast<unsigned char*>(pair.publicKey.data()),
         reinterpret_cast<unsigned char*>(pair.secretKey.data()));
     return pair;
@@ -92,17 +93,25 @@ inline Release release(const QString& version, const QString& displayVersion = {
 
 inline QByteArray item(const Release& release)
 {
-    QByteArray xml = "<item><title>Vantor " + release.version.toUtf8() + "</title>"
-        "<pubDate>Tue, 24 Nov 2026 12:00:00 +0000</pubDate>"
-        "<vantor:version>" + release.version.toUtf8() + "</vantor:version>";
+    QByteArray xml = "<item><title>Vantor " + release.version.toUtf8()
+        + "</title>"
+          "<pubDate>Tue, 24 Nov 2026 12:00:00 +0000</pubDate>"
+          "<vantor:version>"
+        + release.version.toUtf8() + "</vantor:version>";
     if (!release.displayVersion.isEmpty())
-        xml += "<vantor:shortVersionString>" + release.displayVersion.toHtmlEscaped().toUtf8() + "</vantor:shortVersionString>";
+        xml += "<vantor:shortVersionString>" + release.displayVersion.toHtmlEscaped().toUtf8()
+            + "</vantor:shortVersionString>";
     if (!release.minimumSystemVersion.isEmpty())
-        xml += "<vantor:minimumSystemVersion>" + release.minimumSystemVersion.toUtf8() + "</vantor:minimumSystemVersion>";
-    xml += "<description>" + release.notes.toHtmlEscaped().toUtf8() + "</description>"
-        "<enclosure url=\"" + release.fileUrl.toEncoded() + "\" length=\"" + QByteArray::number(release.file.size())
-        + "\" type=\"application/octet-stream\" vantor:edSignature=\"" + TestSigning::sign(release.file) + "\"/>"
-        "</item>";
+        xml += "<vantor:minimumSystemVersion>" + release.minimumSystemVersion.toUtf8()
+            + "</vantor:minimumSystemVersion>";
+    xml += "<description>" + release.notes.toHtmlEscaped().toUtf8()
+        + "</description>"
+          "<enclosure url=\""
+        + release.fileUrl.toEncoded() + "\" length=\"" + QByteArray::number(release.file.size())
+        + "\" type=\"application/octet-stream\" vantor:edSignature=\""
+        + TestSigning::sign(release.file)
+        + "\"/>"
+          "</item>";
     return xml;
 }
 
@@ -110,7 +119,8 @@ inline QByteArray rss(const QByteArray& items)
 {
     return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
            "<rss version=\"2.0\" xmlns:vantor=\"https://vantor.app/xml-namespaces/appcast\">"
-           "<channel><title>Vantor</title>" + items + "</channel></rss>\n";
+           "<channel><title>Vantor</title>"
+        + items + "</channel></rss>\n";
 }
 
 inline QByteArray feed(const QList<Release>& releases)
@@ -147,8 +157,14 @@ public:
         return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(m_server.serverPort()).arg(path));
     }
 
-    void serve(const QString& path, Response response) { m_responses.insert(path, std::move(response)); }
-    void serveBody(const QString& path, const QByteArray& body) { serve(path, Response{200, body, {}, false, false}); }
+    void serve(const QString& path, Response response)
+    {
+        m_responses.insert(path, std::move(response));
+    }
+    void serveBody(const QString& path, const QByteArray& body)
+    {
+        serve(path, Response{200, body, {}, false, false});
+    }
 
     // The feed at `path`, with its signature at `path` + ".sig".
     void serveSignedFeed(const QString& path, const QByteArray& feed)
@@ -191,7 +207,8 @@ private:
     {
         if (response.silent)
             return;
-        QByteArray head = "HTTP/1.1 " + QByteArray::number(response.status) + " Answer\r\nConnection: close\r\n";
+        QByteArray head = "HTTP/1.1 " + QByteArray::number(response.status)
+            + " Answer\r\nConnection: close\r\n";
         if (!response.location.isEmpty())
             head += "Location: " + response.location + "\r\n";
         if (!response.withoutLength)

@@ -18,7 +18,8 @@ std::optional<std::strong_ordering> compare(const char* left, const char* right)
     return compareVersions(QString::fromLatin1(left), QString::fromLatin1(right));
 }
 
-TestFeed::Release release(const QString& version, const QString& display = {}, const QString& minimumSystem = {})
+TestFeed::Release release(
+    const QString& version, const QString& display = {}, const QString& minimumSystem = {})
 {
     TestFeed::Release release;
     release.version = version;
@@ -37,7 +38,8 @@ UpdateSigningKey testKey()
     return *UpdateSigningKey::fromBase64(TestSigning::publicKeyBase64());
 }
 
-QByteArray rawSignature(const QByteArray& message, const TestSigning::KeyPair& key = TestSigning::testKeyPair())
+QByteArray rawSignature(
+    const QByteArray& message, const TestSigning::KeyPair& key = TestSigning::testKeyPair())
 {
     return *signatureFromBase64(TestSigning::sign(message, key));
 }
@@ -66,7 +68,8 @@ private Q_SLOTS:
 
     void garbageIsNoVersion()
     {
-        for (const char* garbage : {"", "1.2-beta", "1..2", ".1", "1.", " 1.2", "v1.2", "1,2", "١.٢", "Unknown"}) {
+        for (const char* garbage :
+            {"", "1.2-beta", "1..2", ".1", "1.", " 1.2", "v1.2", "1,2", "١.٢", "Unknown"}) {
             QVERIFY2(!compare(garbage, "1.0"), garbage);
             QVERIFY2(!compare("1.0", garbage), garbage);
         }
@@ -82,9 +85,11 @@ private Q_SLOTS:
 
     void aFeedIsReadWithEveryField()
     {
-        TestFeed::Release first = release(QStringLiteral("1.10.0"), QStringLiteral("1.10 “Maple”"), QStringLiteral("5.10"));
+        TestFeed::Release first = release(
+            QStringLiteral("1.10.0"), QStringLiteral("1.10 “Maple”"), QStringLiteral("5.10"));
         first.fileUrl = QUrl(QStringLiteral("https://vantor.app/downloads/Vantor-1.10.0.AppImage"));
-        const Appcast::ParseResult result = Appcast::parse(TestFeed::feed({first, release(QStringLiteral("1.9"))}));
+        const Appcast::ParseResult result
+            = Appcast::parse(TestFeed::feed({first, release(QStringLiteral("1.9"))}));
         QVERIFY2(result.error.isEmpty(), qPrintable(result.error));
         QCOMPARE(result.items.size(), 2);
         const AppcastItem& item = result.items.at(0);
@@ -113,30 +118,41 @@ private Q_SLOTS:
 
     void theNewestNewerItemIsTheUpdate()
     {
-        const auto items = Appcast::parse(TestFeed::feed({release(QStringLiteral("1.9")),
-            release(QStringLiteral("1.10"), QStringLiteral("1.10 final")), release(QStringLiteral("1.2")),
-            release(QStringLiteral("1.9.5"))})).items;
+        const auto items
+            = Appcast::parse(TestFeed::feed({release(QStringLiteral("1.9")),
+                                 release(QStringLiteral("1.10"), QStringLiteral("1.10 final")),
+                                 release(QStringLiteral("1.2")), release(QStringLiteral("1.9.5"))}))
+                  .items;
         QCOMPARE(items.size(), 4);
         const auto update = Appcast::bestUpdate(items, QStringLiteral("1.2.0"), kSystem);
         QVERIFY(update);
         QCOMPARE(update->displayVersionString, QStringLiteral("1.10 final"));
         QVERIFY(!Appcast::bestUpdate(items, QStringLiteral("1.10"), kSystem));
         QVERIFY(!Appcast::bestUpdate(items, QStringLiteral("1.10.0.0"), kSystem));
-        QCOMPARE(Appcast::bestUpdate(items, QStringLiteral("1.9.1"), kSystem)->version, QStringLiteral("1.10"));
+        QCOMPARE(Appcast::bestUpdate(items, QStringLiteral("1.9.1"), kSystem)->version,
+            QStringLiteral("1.10"));
         // A running version that is no version finds nothing newer.
         QVERIFY(!Appcast::bestUpdate(items, QStringLiteral("Unknown"), kSystem));
     }
 
     void anItemForANewerSystemIsSkipped()
     {
-        const auto items = Appcast::parse(TestFeed::feed({release(QStringLiteral("3.0"), {}, QStringLiteral("7.0")),
-            release(QStringLiteral("2.5"), {}, QStringLiteral("6.1")), release(QStringLiteral("2.0"))})).items;
+        const auto items = Appcast::parse(
+            TestFeed::feed({release(QStringLiteral("3.0"), {}, QStringLiteral("7.0")),
+                release(QStringLiteral("2.5"), {}, QStringLiteral("6.1")),
+                release(QStringLiteral("2.0"))}))
+                               .items;
         QCOMPARE(items.size(), 3);
-        QCOMPARE(Appcast::bestUpdate(items, QStringLiteral("1.0"), kSystem)->version, QStringLiteral("2.5"));
-        QCOMPARE(Appcast::bestUpdate(items, QStringLiteral("1.0"), QStringLiteral("5.10"))->version, QStringLiteral("2.0"));
-        QCOMPARE(Appcast::bestUpdate(items, QStringLiteral("1.0"), QStringLiteral("7.0.1"))->version, QStringLiteral("3.0"));
+        QCOMPARE(Appcast::bestUpdate(items, QStringLiteral("1.0"), kSystem)->version,
+            QStringLiteral("2.5"));
+        QCOMPARE(Appcast::bestUpdate(items, QStringLiteral("1.0"), QStringLiteral("5.10"))->version,
+            QStringLiteral("2.0"));
+        QCOMPARE(
+            Appcast::bestUpdate(items, QStringLiteral("1.0"), QStringLiteral("7.0.1"))->version,
+            QStringLiteral("3.0"));
         // A system of unknown version gets only what needs none.
-        QCOMPARE(Appcast::bestUpdate(items, QStringLiteral("1.0"), QString())->version, QStringLiteral("2.0"));
+        QCOMPARE(Appcast::bestUpdate(items, QStringLiteral("1.0"), QString())->version,
+            QStringLiteral("2.0"));
     }
 
     void anEmptyChannelHasNoItems()
@@ -153,7 +169,9 @@ private Q_SLOTS:
         auto without = [&good](const char* what, const char* replacement = "") {
             QByteArray item = good;
             const QRegularExpression pattern(QString::fromLatin1(what));
-            return withItem(QString::fromUtf8(item).replace(pattern, QString::fromLatin1(replacement)).toUtf8());
+            return withItem(QString::fromUtf8(item)
+                                .replace(pattern, QString::fromLatin1(replacement))
+                                .toUtf8());
         };
         QTest::newRow("empty") << QByteArray();
         QTest::newRow("not xml") << QByteArray("{\"version\": \"2.0\"}");
@@ -161,13 +179,16 @@ private Q_SLOTS:
         QTest::newRow("not rss") << QByteArray("<feed><item/></feed>");
         QTest::newRow("rss 0.91") << withItem(good).replace("version=\"2.0\"", "version=\"0.91\"");
         QTest::newRow("two roots") << withItem(good) + "<rss version=\"2.0\"/>";
-        QTest::newRow("a document type") << "<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY a \"aaaa\">]>"
+        QTest::newRow("a document type")
+            << "<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY a \"aaaa\">]>"
                 + withItem(good).mid(withItem(good).indexOf("<rss"));
         QTest::newRow("an unknown entity") << withItem(good).replace("Better", "&boom;");
         QTest::newRow("no version") << without("<vantor:version>[^<]*</vantor:version>");
-        QTest::newRow("bad version") << without("<vantor:version>2.0<", "<vantor:version>2.0-beta<");
+        QTest::newRow("bad version")
+            << without("<vantor:version>2.0<", "<vantor:version>2.0-beta<");
         QTest::newRow("version in no namespace") << without("vantor:version", "version");
-        QTest::newRow("bad minimum system") << without("<description>", "<vantor:minimumSystemVersion>new</vantor:minimumSystemVersion><description>");
+        QTest::newRow("bad minimum system") << without("<description>",
+            "<vantor:minimumSystemVersion>new</vantor:minimumSystemVersion><description>");
         QTest::newRow("no date") << without("<pubDate>[^<]*</pubDate>");
         QTest::newRow("bad date") << without("Tue, 24 Nov 2026", "yesterday");
         QTest::newRow("no enclosure") << without("<enclosure[^>]*/>");
@@ -179,10 +200,14 @@ private Q_SLOTS:
         QTest::newRow("length not a number") << without("length=\"[^\"]*\"", "length=\"big\"");
         QTest::newRow("no type") << without("type=\"[^\"]*\"");
         QTest::newRow("no signature") << without("vantor:edSignature=\"[^\"]*\"");
-        QTest::newRow("short signature") << without("vantor:edSignature=\"[^\"]*\"", "vantor:edSignature=\"AAAA\"");
-        QTest::newRow("signature not base64") << without("vantor:edSignature=\"[^\"]*\"", "vantor:edSignature=\"%%%\"");
-        QTest::newRow("unknown notes format") << without("<description>", "<description vantor:format=\"rtf\">");
-        QTest::newRow("elements in the notes") << without("<description>[^<]*</description>", "<description><p>raw</p></description>");
+        QTest::newRow("short signature")
+            << without("vantor:edSignature=\"[^\"]*\"", "vantor:edSignature=\"AAAA\"");
+        QTest::newRow("signature not base64")
+            << without("vantor:edSignature=\"[^\"]*\"", "vantor:edSignature=\"%%%\"");
+        QTest::newRow("unknown notes format")
+            << without("<description>", "<description vantor:format=\"rtf\">");
+        QTest::newRow("elements in the notes")
+            << without("<description>[^<]*</description>", "<description><p>raw</p></description>");
     }
 
     void brokenFeedsAreRefusedWhole()
@@ -218,8 +243,11 @@ private Q_SLOTS:
     void otherElementsAreSkipped()
     {
         QByteArray feed = TestFeed::feed({release(QStringLiteral("2.0"))});
-        feed.replace("<title>Vantor</title>", "<title>Vantor</title><link>https://vantor.app</link><language>en</language>");
-        feed.replace("<pubDate>", "<guid>x</guid><sparkle:channel xmlns:sparkle=\"other\">beta</sparkle:channel><pubDate>");
+        feed.replace("<title>Vantor</title>",
+            "<title>Vantor</title><link>https://vantor.app</link><language>en</language>");
+        feed.replace("<pubDate>",
+            "<guid>x</guid><sparkle:channel "
+            "xmlns:sparkle=\"other\">beta</sparkle:channel><pubDate>");
         const Appcast::ParseResult result = Appcast::parse(feed);
         QVERIFY2(result.error.isEmpty(), qPrintable(result.error));
         QCOMPARE(result.items.size(), 1);
@@ -271,7 +299,8 @@ private Q_SLOTS:
         const TestSigning::KeyPair other = TestSigning::otherKeyPair();
         QVERIFY(!testKey().verifies(file, rawSignature(file, other)));
         // and the test key's signature is not the other key's.
-        QVERIFY(!UpdateSigningKey::fromBase64(other.publicKey.toBase64())->verifies(file, rawSignature(file)));
+        QVERIFY(!UpdateSigningKey::fromBase64(other.publicKey.toBase64())
+                     ->verifies(file, rawSignature(file)));
     }
 };
 

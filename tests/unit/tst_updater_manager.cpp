@@ -96,7 +96,8 @@ private Q_SLOTS:
         QVERIFY(!m_manager->isUpdateAvailable());
         QCOMPARE(lastChecked.count(), 1);
         QVERIFY(m_manager->lastChecked() >= before.addMSecs(UpdaterManager::kUpToDatePauseMs - 10));
-        QCOMPARE(m_manager->lastCheckedText(), DateUtils::workspaceFormatter().string(m_manager->lastChecked()));
+        QCOMPARE(m_manager->lastCheckedText(),
+            DateUtils::workspaceFormatter().string(m_manager->lastChecked()));
     }
 
     void thePauseHoldsUpNothingElse()
@@ -164,11 +165,16 @@ private Q_SLOTS:
         m_manager->checkForUpdates(true);
         answerNoUpdate();
         QStringList order;
-        connect(m_manager.get(), &UpdaterManager::updateStatusChanged, this, [&order] { order << QStringLiteral("status"); });
-        connect(m_manager.get(), &UpdaterManager::updateIconChanged, this, [&order] { order << QStringLiteral("icon"); });
-        connect(m_manager.get(), &UpdaterManager::updateIconColorChanged, this, [&order] { order << QStringLiteral("color"); });
+        connect(m_manager.get(), &UpdaterManager::updateStatusChanged, this,
+            [&order] { order << QStringLiteral("status"); });
+        connect(m_manager.get(), &UpdaterManager::updateIconChanged, this,
+            [&order] { order << QStringLiteral("icon"); });
+        connect(m_manager.get(), &UpdaterManager::updateIconColorChanged, this,
+            [&order] { order << QStringLiteral("color"); });
         m_manager->checkForUpdates(true);
-        QCOMPARE(order, QStringList({QStringLiteral("status"), QStringLiteral("icon"), QStringLiteral("color")}));
+        QCOMPARE(order,
+            QStringList(
+                {QStringLiteral("status"), QStringLiteral("icon"), QStringLiteral("color")}));
     }
 
     void aCheckWithinThePauseIsOvertakenByTheEarlierAnswer()

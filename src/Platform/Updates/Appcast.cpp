@@ -12,7 +12,7 @@ namespace {
 // Reads one <item> element and what it holds; stops at the first thing wrong.
 class ItemReader {
 public:
-    explicit ItemReader(QXmlStreamReader& xml) : m_xml(xml) {}
+    explicit ItemReader(QXmlStreamReader& xml) : m_xml(xml) { }
 
     std::optional<AppcastItem> read(QString& error)
     {
@@ -54,7 +54,8 @@ private:
     bool readNotes(QString& error)
     {
         const QXmlStreamAttributes attributes = m_xml.attributes();
-        const QStringView format = attributes.value(QLatin1String(kNamespace), QLatin1String("format"));
+        const QStringView format
+            = attributes.value(QLatin1String(kNamespace), QLatin1String("format"));
         if (format == u"markdown") {
             m_item.notesFormat = AppcastItem::NotesFormat::Markdown;
         } else if (!format.isEmpty() && format != u"html") {
@@ -74,7 +75,8 @@ private:
         m_hasEnclosure = true;
         const QXmlStreamAttributes attributes = m_xml.attributes();
         AppcastEnclosure& enclosure = m_item.enclosure;
-        enclosure.url = QUrl(attributes.value(QLatin1String("url")).trimmed().toString(), QUrl::StrictMode);
+        enclosure.url
+            = QUrl(attributes.value(QLatin1String("url")).trimmed().toString(), QUrl::StrictMode);
         bool isNumber = false;
         enclosure.length = attributes.value(QLatin1String("length")).toLongLong(&isNumber);
         if (!isNumber || enclosure.length <= 0) {
@@ -96,8 +98,10 @@ private:
     bool complete(QString& error)
     {
         if (!isMachineVersion(m_item.version))
-            error = QStringLiteral("an item without a valid version (\"%1\")").arg(m_item.version.left(64));
-        else if (!m_item.minimumSystemVersion.isEmpty() && !isMachineVersion(m_item.minimumSystemVersion))
+            error = QStringLiteral("an item without a valid version (\"%1\")")
+                        .arg(m_item.version.left(64));
+        else if (!m_item.minimumSystemVersion.isEmpty()
+            && !isMachineVersion(m_item.minimumSystemVersion))
             error = QStringLiteral("an item with an invalid minimum system version");
         else if (!m_item.publicationDate.isValid())
             error = QStringLiteral("an item without a valid publication date");
@@ -122,7 +126,7 @@ private:
 // The reader walks <rss><channel><item>…; anything else under channel is skipped.
 class FeedReader {
 public:
-    explicit FeedReader(const QByteArray& feed) : m_xml(feed) {}
+    explicit FeedReader(const QByteArray& feed) : m_xml(feed) { }
 
     ParseResult read()
     {
@@ -136,7 +140,8 @@ private:
     ParseResult failed(ParseResult& result)
     {
         if (result.error.isEmpty())
-            result.error = m_xml.hasError() ? m_xml.errorString() : QStringLiteral("not an RSS feed");
+            result.error
+                = m_xml.hasError() ? m_xml.errorString() : QStringLiteral("not an RSS feed");
         result.items.clear();
         return result;
     }

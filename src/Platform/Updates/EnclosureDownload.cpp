@@ -11,7 +11,7 @@ namespace {
 // The mapping of a file, unmapped when it goes.
 class MappedFile {
 public:
-    explicit MappedFile(QFile& file) : m_file(file), m_data(file.map(0, file.size())) {}
+    explicit MappedFile(QFile& file) : m_file(file), m_data(file.map(0, file.size())) { }
     ~MappedFile()
     {
         if (m_data)
@@ -21,10 +21,7 @@ public:
     MappedFile& operator=(const MappedFile&) = delete;
 
     bool isValid() const { return m_data != nullptr; }
-    QByteArrayView bytes() const
-    {
-        return {reinterpret_cast<const char*>(m_data), m_file.size()};
-    }
+    QByteArrayView bytes() const { return {reinterpret_cast<const char*>(m_data), m_file.size()}; }
 
 private:
     QFile& m_file;
@@ -64,7 +61,8 @@ void EnclosureDownload::start()
         end(QStringLiteral("cannot make the folder %1").arg(m_folder));
         return;
     }
-    m_file = std::make_unique<QTemporaryFile>(m_folder + QStringLiteral("/.vantor-download-XXXXXX"));
+    m_file
+        = std::make_unique<QTemporaryFile>(m_folder + QStringLiteral("/.vantor-download-XXXXXX"));
     if (!m_file->open()) {
         end(QStringLiteral("cannot write into %1: %2").arg(m_folder, m_file->errorString()));
         return;
@@ -74,7 +72,8 @@ void EnclosureDownload::start()
     limits.idleTimeout = std::chrono::seconds(30);
     limits.totalTimeout = std::chrono::milliseconds(0);
     m_request = std::make_unique<GuardedRequest>(m_network, m_enclosure.url, limits, m_file.get());
-    connect(m_request.get(), &GuardedRequest::finished, this, &EnclosureDownload::onRequestFinished);
+    connect(
+        m_request.get(), &GuardedRequest::finished, this, &EnclosureDownload::onRequestFinished);
     m_request->start();
 }
 
@@ -92,7 +91,9 @@ QString EnclosureDownload::verifyAndKeep()
     if (!m_file->flush())
         return QStringLiteral("cannot write the download: %1").arg(m_file->errorString());
     if (m_file->size() != m_enclosure.length)
-        return QStringLiteral("%1 bytes received, %2 announced").arg(m_file->size()).arg(m_enclosure.length);
+        return QStringLiteral("%1 bytes received, %2 announced")
+            .arg(m_file->size())
+            .arg(m_enclosure.length);
     {
         const MappedFile mapped(*m_file);
         if (!mapped.isValid())

@@ -21,7 +21,8 @@ FeedCheck::FeedCheck(QNetworkAccessManager& network, Setup setup, QObject* paren
     RequestLimits signatureLimits = m_setup.limits;
     signatureLimits.maximumBytes = kMaximumSignatureBytes;
     m_feed = std::make_unique<GuardedRequest>(network, m_setup.feedUrl, m_setup.limits);
-    m_signature = std::make_unique<GuardedRequest>(network, signatureUrl(m_setup.feedUrl), signatureLimits);
+    m_signature
+        = std::make_unique<GuardedRequest>(network, signatureUrl(m_setup.feedUrl), signatureLimits);
     connect(m_feed.get(), &GuardedRequest::finished, this, &FeedCheck::onRequestFinished);
     connect(m_signature.get(), &GuardedRequest::finished, this, &FeedCheck::onRequestFinished);
 }
@@ -45,14 +46,15 @@ void FeedCheck::onRequestFinished()
 {
     if (m_done)
         return;
-    const bool feedFailed = m_feed->errorString().size() > 0;
-    const bool signatureFailed = m_signature->errorString().size() > 0;
+    const bool feedFailed = !m_feed->errorString().isEmpty();
+    const bool signatureFailed = !m_signature->errorString().isEmpty();
     const bool bothDone = m_feed->succeeded() && m_signature->succeeded();
     if (!feedFailed && !signatureFailed && !bothDone)
         return; // the other one is still coming
     m_done = true;
     if (feedFailed)
-        m_outcome = failure(QStringLiteral("feed %1: %2").arg(m_setup.feedUrl.toDisplayString(), m_feed->errorString()));
+        m_outcome = failure(QStringLiteral("feed %1: %2")
+                                .arg(m_setup.feedUrl.toDisplayString(), m_feed->errorString()));
     else if (signatureFailed)
         m_outcome = failure(QStringLiteral("feed signature: %1").arg(m_signature->errorString()));
     else
@@ -67,7 +69,8 @@ FeedCheckOutcome FeedCheck::judge() const
 {
     const auto signature = signatureFromBase64(m_signature->body());
     if (!signature)
-        return failure(QStringLiteral("the feed's signature is not an Ed25519 signature in base64"));
+        return failure(
+            QStringLiteral("the feed's signature is not an Ed25519 signature in base64"));
     const QByteArray feed = m_feed->body();
     if (!m_setup.key.verifies(feed, *signature))
         return failure(QStringLiteral("the feed's signature does not match Vantor's key"));

@@ -56,7 +56,8 @@ void FeedUpdateService::check(bool userFacing)
 {
     Q_ASSERT(m_delegate);
     if (m_configuration.feedUrl.isEmpty()) {
-        endWithoutCheck(QStringLiteral("no update feed in this build: updates come with the system's packages"));
+        endWithoutCheck(QStringLiteral(
+            "no update feed in this build: updates come with the system's packages"));
         return;
     }
     const auto key = UpdateSigningKey::fromBase64(m_configuration.publicKeyBase64);
@@ -67,7 +68,8 @@ void FeedUpdateService::check(bool userFacing)
     m_check = std::make_unique<FeedCheck>(m_network,
         FeedCheck::Setup{m_configuration.feedUrl, *key, m_configuration.runningVersion,
             m_configuration.systemVersion, m_configuration.limits});
-    connect(m_check.get(), &FeedCheck::finished, this, [this, userFacing] { onCheckFinished(userFacing); });
+    connect(m_check.get(), &FeedCheck::finished, this,
+        [this, userFacing] { onCheckFinished(userFacing); });
     m_check->start();
 }
 
@@ -76,7 +78,8 @@ void FeedUpdateService::endWithoutCheck(const QString& reason)
     m_check.reset();
     qCInfo(lcUpdate) << "No update check:" << reason;
     const FeedCheckOutcome outcome{FeedCheckOutcome::Kind::Failed, std::nullopt, reason};
-    QMetaObject::invokeMethod(this, [this, outcome] { Q_EMIT checkEnded(outcome); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        this, [this, outcome] { Q_EMIT checkEnded(outcome); }, Qt::QueuedConnection);
 }
 
 void FeedUpdateService::onCheckFinished(bool userFacing)
@@ -104,7 +107,8 @@ void FeedUpdateService::onCheckFinished(bool userFacing)
 void FeedUpdateService::showInDialog(const FeedCheckOutcome& outcome)
 {
     if (!m_dialog)
-        m_dialog = new UpdateDialog(m_network, *UpdateSigningKey::fromBase64(m_configuration.publicKeyBase64));
+        m_dialog = new UpdateDialog(
+            m_network, *UpdateSigningKey::fromBase64(m_configuration.publicKeyBase64));
     switch (outcome.kind) {
     case FeedCheckOutcome::Kind::Failed:
         m_dialog->showFailure();

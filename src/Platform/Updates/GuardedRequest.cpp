@@ -76,10 +76,12 @@ void GuardedRequest::start()
         return;
     }
     QNetworkRequest request(m_url);
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::UserVerifiedRedirectPolicy);
+    request.setAttribute(
+        QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::UserVerifiedRedirectPolicy);
     request.setMaximumRedirectsAllowed(kMaximumRedirects);
     request.setTransferTimeout(static_cast<int>(m_limits.idleTimeout.count()));
-    request.setHeader(QNetworkRequest::UserAgentHeader, QStringLiteral("Vantor/%1").arg(QStringLiteral(VANTOR_VERSION)));
+    request.setHeader(QNetworkRequest::UserAgentHeader,
+        QStringLiteral("Vantor/%1").arg(QStringLiteral(VANTOR_VERSION)));
     m_reply = m_network.get(request);
     connect(m_reply, &QNetworkReply::redirected, this, &GuardedRequest::onRedirected);
     connect(m_reply, &QNetworkReply::metaDataChanged, this, &GuardedRequest::onHeaders);
@@ -102,7 +104,9 @@ void GuardedRequest::onHeaders()
 {
     const QVariant length = m_reply->header(QNetworkRequest::ContentLengthHeader);
     if (length.isValid() && length.toLongLong() > m_limits.maximumBytes)
-        fail(QStringLiteral("an answer of %1 bytes, more than %2").arg(length.toLongLong()).arg(m_limits.maximumBytes));
+        fail(QStringLiteral("an answer of %1 bytes, more than %2")
+                 .arg(length.toLongLong())
+                 .arg(m_limits.maximumBytes));
 }
 
 void GuardedRequest::onReadyRead()

@@ -19,7 +19,7 @@ public:
     QByteArray raw() const { return m_key; }
 
 private:
-    explicit UpdateSigningKey(QByteArray key) : m_key(std::move(key)) {}
+    explicit UpdateSigningKey(QByteArray key) : m_key(std::move(key)) { }
     QByteArray m_key;
 };
 

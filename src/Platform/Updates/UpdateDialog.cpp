@@ -30,7 +30,8 @@ UpdateDialog::UpdateDialog(QNetworkAccessManager& network, UpdateSigningKey key,
       m_notes(new QTextBrowser(this)),
       m_busy(new QProgressBar(this)),
       m_buttons(new QDialogButtonBox(QDialogButtonBox::Close, this)),
-      m_downloadButton(m_buttons->addButton(QStringLiteral("Download"), QDialogButtonBox::AcceptRole))
+      m_downloadButton(
+          m_buttons->addButton(QStringLiteral("Download"), QDialogButtonBox::AcceptRole))
 {
     setWindowTitle(QStringLiteral("Software Update"));
     setAttribute(Qt::WA_DeleteOnClose);
@@ -102,7 +103,8 @@ void UpdateDialog::download()
     m_busy->show();
     m_status->setText(QStringLiteral("Downloading…"));
     m_download = std::make_unique<EnclosureDownload>(m_network, m_item.enclosure, m_key, m_folder);
-    connect(m_download.get(), &EnclosureDownload::finished, this, &UpdateDialog::onDownloadFinished);
+    connect(
+        m_download.get(), &EnclosureDownload::finished, this, &UpdateDialog::onDownloadFinished);
     m_download->start();
 }
 
@@ -112,14 +114,15 @@ void UpdateDialog::onDownloadFinished()
     const std::unique_ptr<EnclosureDownload> download = std::move(m_download);
     if (!download->succeeded()) {
         qCInfo(lcUpdate) << "Download refused:" << download->errorString();
-        m_status->setText(QStringLiteral("The download failed or could not be verified. Please try again later."));
+        m_status->setText(QStringLiteral(
+            "The download failed or could not be verified. Please try again later."));
         m_downloadButton->setEnabled(true);
         Q_EMIT downloadFinished({});
         return;
     }
     const QString path = download->savedPath();
     m_status->setText(QStringLiteral("Saved as %1. Install it as you installed Vantor.")
-            .arg(QFileInfo(path).fileName()));
+                          .arg(QFileInfo(path).fileName()));
     m_downloadButton->hide();
     m_reveal(path);
     Q_EMIT downloadFinished(path);
@@ -129,17 +132,19 @@ void UpdateDialog::onDownloadFinished()
 // answers, the folder is opened instead.
 void UpdateDialog::revealInFileManager(const QString& path)
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.FileManager1"),
-        QStringLiteral("/org/freedesktop/FileManager1"), QStringLiteral("org.freedesktop.FileManager1"),
-        QStringLiteral("ShowItems"));
+    QDBusMessage call
+        = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.FileManager1"),
+            QStringLiteral("/org/freedesktop/FileManager1"),
+            QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
     call << QStringList{QUrl::fromLocalFile(path).toString()} << QString();
     const QUrl folder = QUrl::fromLocalFile(QFileInfo(path).absolutePath());
     auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call));
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [folder](QDBusPendingCallWatcher* self) {
-        if (self->isError())
-            QDesktopServices::openUrl(folder);
-        self->deleteLater();
-    });
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher,
+        [folder](QDBusPendingCallWatcher* self) {
+            if (self->isError())
+                QDesktopServices::openUrl(folder);
+            self->deleteLater();
+        });
 }
 
 } // namespace Platform

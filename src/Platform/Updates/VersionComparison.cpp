@@ -49,7 +49,8 @@ std::optional<std::strong_ordering> compareVersions(const QString& left, const Q
     const qsizetype count = std::max(leftSegments.size(), rightSegments.size());
     const QStringView zero = u"0";
     for (qsizetype i = 0; i < count; ++i) {
-        const auto order = compareSegments(leftSegments.value(i, zero), rightSegments.value(i, zero));
+        const auto order
+            = compareSegments(leftSegments.value(i, zero), rightSegments.value(i, zero));
         if (order != std::strong_ordering::equal)
             return order;
     }
