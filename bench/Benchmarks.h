@@ -35,5 +35,7 @@ Group launchBenchmarks();
 Group recorderBenchmarks();
 // The create-workspace sheet opening.
 Group wizardBenchmarks();
+// Checking a downloaded update feed.
+Group updateBenchmarks();
 
 } // namespace Bench

@@ -10,7 +10,7 @@ build_packages=(
   qt6-svg-dev libqt6svg6
   libxcb1-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-res0-dev libxcb-randr0-dev
   libxcb-xkb-dev libxcb-xtest0-dev libxkbcommon-dev libxkbcommon-x11-dev
-  libglib2.0-dev libsqlite3-dev libsystemd-dev
+  libglib2.0-dev libsqlite3-dev libsystemd-dev libsodium-dev
   qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts
   qml6-module-qtquick-window qml6-module-qtquick-templates qml6-module-qtqml
   qml6-module-qtqml-workerscript qt6-l10n-tools

@@ -58,6 +58,7 @@ Item {
             }
             SettingsView {
                 viewModel: contentView.viewModel.settingsViewModel
+                updaterManager: contentView.viewModel.updaterManager
             }
         }
     }

@@ -11,7 +11,8 @@ ContentViewModel::ContentViewModel(
       m_workspaceViewModel(m_cacheManager, services),
       m_workspaceObjects(this),
       m_settingsViewModel(m_cacheManager),
-      m_storeWatcher(context)
+      m_storeWatcher(context),
+      m_updaterManager(UpdaterManager::makeBuiltInService())
 {
     m_cacheManager.addSaveObserver([this] { reloadWorkspaces(); });
     connect(&m_storeWatcher, &StoreWatcher::changedElsewhere, this, [this] {
@@ -39,7 +40,7 @@ void ContentViewModel::reloadWorkspaces()
     m_settingsViewModel.setWorkspaces(objects);
 }
 
-// The update checker's silent check joins here once Vantor checks for updates.
 void ContentViewModel::checkForUpdatesSilently()
 {
+    m_updaterManager.checkForUpdates(true);
 }

@@ -9,6 +9,7 @@ Item {
     id: settings
 
     required property SettingsViewModel viewModel
+    required property UpdaterManager updaterManager
     property bool isAddingWorkspace: false
     property bool isResetShortcutsPresented: false
 
@@ -92,6 +93,7 @@ Item {
             }
 
             AvailableUpdatesView {
+                updaterManager: settings.updaterManager
                 Layout.fillWidth: true
                 Layout.margins: 16
             }
