@@ -101,16 +101,14 @@ void WindowManager::openAppsFor(const ActivationPtr& activation) const
     // The desktop is read once for the whole activation, and the running apps' windows are
     // placed together, so that every request goes out at once.
     const QList<RunningApplication> running = m_applications.runningApplications();
-    const ScreenSize screen = mainScreenSize();
     QList<RunningPlacement> placements;
     for (qsizetype index = 0; index < activation->apps().size(); ++index)
-        openApp(activation, index, running, screen, placements);
+        openApp(activation, index, running, placements);
     placeRunningApps(activation, placements);
 }
 
 void WindowManager::openApp(const ActivationPtr& activation, qsizetype index,
-    const QList<RunningApplication>& running, const ScreenSize& screen,
-    QList<RunningPlacement>& placements) const
+    const QList<RunningApplication>& running, QList<RunningPlacement>& placements) const
 {
     const AppInfoPtr& app = activation->apps().at(index);
     const std::optional<QString> bundleIdentifier = app->bundleIdentifier();
@@ -122,7 +120,7 @@ void WindowManager::openApp(const ActivationPtr& activation, qsizetype index,
         Console::print(QStringLiteral("App is already running: ")
             + found->localizedName.value_or(QStringLiteral("Unknown")));
         const Platform::ProcessId pid = found->processIdentifier;
-        if (const AppLayoutPtr layout = app->currentLayout(screen))
+        if (const AppLayoutPtr layout = app->currentLayout(mainScreenSize()))
             placements.append({index, pid, layout->frame()});
         else
             activation->setOutcome(index, outcomeOf(AppOutcome::State::AlreadyRunning, false, pid));

@@ -53,7 +53,7 @@ private:
     struct RunningPlacement;
 
     void openApp(const ActivationPtr& activation, qsizetype index,
-        const QList<Platform::RunningApplication>& running, const ScreenSize& screen,
+        const QList<Platform::RunningApplication>& running,
         QList<RunningPlacement>& placements) const;
     void placeRunningApps(
         const ActivationPtr& activation, const QList<RunningPlacement>& placements) const;
