@@ -15,6 +15,14 @@
 // with tools of their own (xdotool, wmctrl).
 namespace WindowTruth {
 
+// The one managed window of a process; 0 unless it has exactly one.
+inline Platform::WindowId onlyWindowOf(qint64 pid)
+{
+    const QList<std::uint32_t> windows
+        = TestDesktop::instance()->probe().clientWindowsOf(static_cast<std::int32_t>(pid));
+    return windows.size() == 1 ? windows.first() : 0;
+}
+
 // A running application that is known by its process only.
 inline Platform::RunningApplication applicationWithPid(qint64 pid)
 {

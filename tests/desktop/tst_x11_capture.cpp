@@ -31,8 +31,6 @@ private:
         return windows;
     }
 
-    Platform::WindowId onlyWindowOf(qint64 pid) const { return windowsOf(pid).value(0); }
-
     qint64 startXlogo(const QString& where)
     {
         return m_desktop.startApp(QStringLiteral("xlogo"), geometry(where));

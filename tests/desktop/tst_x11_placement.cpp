@@ -55,11 +55,6 @@ private:
     FakeApplications m_applications;
     WindowManager m_manager{*m_windowSystem, m_applications};
 
-    Platform::WindowId onlyWindowOf(qint64 pid) const
-    {
-        return m_desktop.probe().clientWindowsOf(static_cast<std::int32_t>(pid)).value(0);
-    }
-
     // The one layout captured for the process; an empty frame unless there is exactly one.
     Frame capturedFrame(qint64 pid) const
     {

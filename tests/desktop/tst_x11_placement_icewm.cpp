@@ -26,11 +26,6 @@ private:
             QStringLiteral("xlogo"), geometry(QStringLiteral("1000x600+100+100")));
     }
 
-    Platform::WindowId onlyWindowOf(qint64 pid) const
-    {
-        return m_desktop.probe().clientWindowsOf(static_cast<std::int32_t>(pid)).value(0);
-    }
-
     static constexpr Frame nearTheRightEdge{1735, 200, 150, 120};
 
 private Q_SLOTS:
