@@ -53,6 +53,23 @@ xcb_window_t XConnection::createWindow(const QRect& geometry, const QByteArray& 
     return window;
 }
 
+QList<QMargins> XConnection::frameExtents(const QList<xcb_window_t>& windows) const
+{
+    std::vector<xcb_get_property_cookie_t> cookies;
+    for (const xcb_window_t window : windows)
+        cookies.push_back(
+            xcb_get_property(get(), 0, window, m_frameExtents, XCB_ATOM_CARDINAL, 0, 4));
+    QList<QMargins> extents;
+    for (const xcb_get_property_cookie_t cookie : cookies) {
+        const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(get(), cookie, nullptr));
+        std::uint32_t e[4] = {0, 0, 0, 0};
+        if (reply && reply->format == 32 && xcb_get_property_value_length(reply.get()) == 16)
+            std::memcpy(e, xcb_get_property_value(reply.get()), sizeof(e));
+        extents.append(QMargins(int(e[0]), int(e[2]), int(e[1]), int(e[3])));
+    }
+    return extents;
+}
+
 QList<QRect> XConnection::outerFrames(const QList<xcb_window_t>& windows) const
 {
     if (!isConnected())
@@ -103,7 +120,7 @@ void SettleWatch::watch(const QList<xcb_window_t>& windows)
     // The window manager's frames are the root's children: their moves are heard there.
     const std::uint32_t rootMask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
     xcb_change_window_attributes(m_connection.get(), m_connection.root(), XCB_CW_EVENT_MASK, &rootMask);
-    m_extents = readExtents();
+    m_extents = m_connection.frameExtents(windows);
     settleEvents();
 }
 
@@ -170,8 +187,7 @@ void SettleWatch::settleEvents() const
 
 QSize SettleWatch::clientSize(int i, const QRect& target) const
 {
-    const Extents& e = m_extents[static_cast<std::size_t>(i)];
-    return {target.width() - e.left - e.right, target.height() - e.top - e.bottom};
+    return target.marginsRemoved(m_extents[i]).size();
 }
 
 bool SettleWatch::takeConfigure(
@@ -191,25 +207,6 @@ bool SettleWatch::takeConfigure(
     return true;
 }
 
-std::vector<SettleWatch::Extents> SettleWatch::readExtents() const
-{
-    xcb_connection_t* c = m_connection.get();
-    const xcb_atom_t atom = m_connection.atom("_NET_FRAME_EXTENTS");
-    std::vector<xcb_get_property_cookie_t> cookies;
-    for (const xcb_window_t window : m_windows)
-        cookies.push_back(xcb_get_property(c, 0, window, atom, XCB_ATOM_CARDINAL, 0, 4));
-    std::vector<Extents> extents;
-    for (const xcb_get_property_cookie_t cookie : cookies) {
-        const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(c, cookie, nullptr));
-        Extents e;
-        if (reply && reply->format == 32 && xcb_get_property_value_length(reply.get()) == 16) {
-            const auto* v = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
-            e = {int(v[0]), int(v[1]), int(v[2]), int(v[3])};
-        }
-        extents.push_back(e);
-    }
-    return extents;
-}
 
 WindowOwners::~WindowOwners()
 {

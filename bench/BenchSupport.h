@@ -6,6 +6,7 @@
 #include <QHash>
 #include <QElapsedTimer>
 #include <QList>
+#include <QMargins>
 #include <QRect>
 #include <QSize>
 
@@ -44,6 +45,10 @@ public:
     // A top-level window with WM_CLASS "instance\0className\0", not mapped yet.
     xcb_window_t createWindow(const QRect& geometry, const QByteArray& instance,
         const QByteArray& className, std::optional<std::uint32_t> background = {}) const;
+
+    // Each window's _NET_FRAME_EXTENTS (left, top, right, bottom), read in one round trip;
+    // no margins for a window without them.
+    QList<QMargins> frameExtents(const QList<xcb_window_t>& windows) const;
 
     // The frames as the user sees them: each client's origin and size widened by its
     // _NET_FRAME_EXTENTS, read in one round trip. A null QRect for a window that is gone.
@@ -102,18 +107,14 @@ public:
     void settleEvents() const;
 
 private:
-    struct Extents {
-        int left = 0, right = 0, top = 0, bottom = 0;
-    };
     QSize clientSize(int i, const QRect& target) const;
     bool takeConfigure(
         const xcb_generic_event_t* event, const QList<QRect>& targets, std::vector<bool>& sized);
-    std::vector<Extents> readExtents() const;
 
     XConnection m_connection;
     QList<xcb_window_t> m_windows;
     QHash<xcb_window_t, int> m_indexOf;
-    std::vector<Extents> m_extents;
+    QList<QMargins> m_extents;
 };
 
 // The middle value: of an even count, the upper of the two in the middle; 0 for none.

@@ -151,21 +151,10 @@ public:
     // position, then the client's size, as two _NET_MOVERESIZE_WINDOW messages.
     void placeLikeVantor(xcb_window_t window, const QRect& target)
     {
-        xcb_connection_t* c = m_connection.get();
-        const xcb_atom_t extentsAtom = m_connection.atom("_NET_FRAME_EXTENTS");
-        const Reply<xcb_get_property_reply_t> extents(xcb_get_property_reply(c,
-            xcb_get_property(c, 0, window, extentsAtom, XCB_ATOM_CARDINAL, 0, 4), nullptr));
-        std::uint32_t left = 0, right = 0, top = 0, bottom = 0;
-        if (extents && extents->format == 32 && xcb_get_property_value_length(extents.get()) == 16) {
-            const auto* values = static_cast<const std::uint32_t*>(xcb_get_property_value(extents.get()));
-            left = values[0];
-            right = values[1];
-            top = values[2];
-            bottom = values[3];
-        }
-        sendLikeVantor(m_connection, window, target.topLeft(),
-            QSize(target.width() - int(left + right), target.height() - int(top + bottom)));
-        xcb_flush(c);
+        const QMargins extents = m_connection.frameExtents({window}).value(0);
+        sendLikeVantor(
+            m_connection, window, target.topLeft(), target.marginsRemoved(extents).size());
+        xcb_flush(m_connection.get());
     }
 
     bool allOnFrames(const QList<QByteArray>& instances, const QList<QRect>& targets)
