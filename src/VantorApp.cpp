@@ -1,12 +1,16 @@
 #include "VantorApp.h"
 
 #include "AppDelegate.h"
+#include "KeyboardShortcuts/CarbonKeyboardShortcuts.h"
+#include "Platform/Backend.h"
 #include "Platform/DesktopIdentity.h"
 #include "Platform/SingleInstance.h"
+#include "Platform/Sway/SwayHotKeyService.h"
 #include "Platform/UnixSignalWatcher.h"
 #include "Shell/MainWindow.h"
 #include "Shell/StoreFailure.h"
 #include "Store/ModelContainer.h"
+#include "Util/Logging.h"
 #include "Util/Services.h"
 
 #include <QApplication>
@@ -19,8 +23,27 @@ namespace {
 
 bool hasDisplay()
 {
-    return !qEnvironmentVariableIsEmpty("DISPLAY")
+    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
         || qEnvironmentVariable("QT_QPA_PLATFORM") == QLatin1String("offscreen");
+}
+
+// In a sway session Vantor's own windows are Wayland windows, like everybody else's. Only
+// the environment is read here: asking sway itself needs the application object.
+void preferWaylandInSway()
+{
+    const bool sway = !qEnvironmentVariableIsEmpty("SWAYSOCK")
+        || qEnvironmentVariable("VANTOR_BACKEND") == QLatin1String("sway");
+    if (sway && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "wayland;xcb");
+}
+
+void useBackend(const Platform::BackendChoice& backend)
+{
+    if (backend.backend == Platform::Backend::None)
+        std::fprintf(stderr, "vantor: %s\n", qPrintable(backend.problem));
+    if (backend.backend == Platform::Backend::Sway)
+        KeyboardShortcuts::CarbonKeyboardShortcuts::setService(
+            std::make_unique<Platform::Sway::SwayHotKeyService>(backend.swaySocket));
 }
 
 } // namespace
@@ -28,12 +51,13 @@ bool hasDisplay()
 int run(int argc, char** argv)
 {
     if (!hasDisplay()) {
-        std::fputs("vantor: no X display (DISPLAY is not set). Vantor places windows through "
-                   "X11; start it in an X11 session, or see `vantor --help` for the command "
+        std::fputs("vantor: no display (neither DISPLAY nor WAYLAND_DISPLAY is set). Start "
+                   "Vantor in an X11 or sway session, or see `vantor --help` for the command "
                    "line.\n",
             stderr);
         return 1;
     }
+    preferWaylandInSway();
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Vantor"));
     QApplication::setApplicationVersion(QStringLiteral(VANTOR_VERSION));
@@ -57,7 +81,13 @@ int run(int argc, char** argv)
     QObject::connect(
         &signals, &UnixSignalWatcher::terminationRequested, &app, &QCoreApplication::quit);
 
-    Services services;
+    const Platform::BackendChoice backend = Platform::chooseBackend();
+    useBackend(backend);
+    Services services(backend);
+    services.windowSystem().whenSessionEnds([] {
+        qCInfo(lcShell) << "The desktop session has ended";
+        QCoreApplication::quit();
+    });
     MainWindow mainWindow(store.value->mainContext(), services);
     AppDelegate delegate(services, mainWindow);
     QObject::connect(

@@ -96,10 +96,15 @@ public:
     virtual void holdFrames(
         const QList<WindowId>& windows, const Frame& target, std::chrono::milliseconds duration)
         = 0;
+
+    // Calls `ended` when the desktop session under Vantor goes away (its compositor exited).
+    // An X server's end reaches Qt itself, which ends the application.
+    virtual void whenSessionEnds(std::function<void()> ended) { Q_UNUSED(ended) }
 };
 
-// The window system of this session (X11 through xcb); never null. Without a display it
-// controls nothing: the screen is 0 by 0, no windows are listed, none can be retrieved.
+// The window system of this session, as Platform/Backend.h chooses it; never null. Without
+// one Vantor can control, it controls nothing: the screen is 0 by 0, no windows are listed,
+// none can be retrieved.
 std::unique_ptr<WindowSystem> createWindowSystem();
 
 } // namespace Platform

@@ -1,7 +1,7 @@
 #include "Util/Services.h"
 
-Services::Services()
-    : m_windowSystem(Platform::createWindowSystem()),
+Services::Services(const Platform::BackendChoice& backend)
+    : m_windowSystem(Platform::createWindowSystem(backend)),
       m_applications(Platform::createApplications(*m_windowSystem)),
       m_windowManager(*m_windowSystem, *m_applications),
       m_runningApps(m_windowManager)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Applications.h"
+#include "Platform/Backend.h"
 #include "Platform/WindowSystem.h"
 #include "Util/RunningApps.h"
 #include "Util/WindowManager.h"
@@ -11,9 +12,9 @@
 // the tray app or the command line and handed to whoever needs them.
 class Services {
 public:
-    // The real desktop: X11 windows, GIO desktop entries; launch settings from the
-    // user's preferences.
-    Services();
+    // The real desktop: the windows of the session's backend, GIO desktop entries; launch
+    // settings from the user's preferences.
+    explicit Services(const Platform::BackendChoice& backend = Platform::chooseBackend());
     // Given services, e.g. fakes in tests.
     Services(std::unique_ptr<Platform::WindowSystem> windowSystem,
         std::unique_ptr<Platform::Applications> applications);

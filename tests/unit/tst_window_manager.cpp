@@ -1,3 +1,4 @@
+#include "Platform/Processes.h"
 #include "Platform/X11/FrameMath.h"
 #include "Platform/X11/MainScreen.h"
 #include "Platform/X11/X11WindowSystem.h"
@@ -16,6 +17,7 @@
 using Platform::WindowInfo;
 using Platform::WindowKind;
 using namespace Platform::X11;
+using Platform::processExists;
 
 namespace {
 

@@ -1,5 +1,6 @@
 #include "Platform/X11/X11WindowSystem.h"
 
+#include "Platform/Processes.h"
 #include "Platform/X11/Connection.h"
 #include "Platform/X11/EventHub.h"
 #include "Platform/X11/FrameHolder.h"
@@ -13,12 +14,9 @@
 #include "Platform/X11/WindowStates.h"
 
 #include <QEventLoop>
-#include <QFile>
 #include <QHash>
 
 #include <algorithm>
-#include <cerrno>
-#include <csignal>
 #include <limits>
 
 namespace Platform {
@@ -38,27 +36,7 @@ QList<std::uint32_t> toX11(const QList<WindowId>& windows)
     return result;
 }
 
-bool isZombie(ProcessId pid)
-{
-    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!stat.open(QIODevice::ReadOnly))
-        return false;
-    // "pid (comm) state ...": comm may hold blanks and parentheses.
-    const QByteArray line = stat.readAll();
-    const qsizetype end = line.lastIndexOf(')');
-    return end >= 0 && line.size() > end + 2 && line.at(end + 2) == 'Z';
-}
-
 } // namespace
-
-bool processExists(ProcessId pid)
-{
-    if (pid <= 0) // 0 and negative ids name process groups
-        return false;
-    if (::kill(pid, 0) != 0 && errno != EPERM)
-        return false;
-    return !isZombie(pid);
-}
 
 // Without a display nothing ever comes on screen.
 class NoWatch final : public WindowWatch { };
@@ -198,10 +176,5 @@ void X11WindowSystem::holdFrames(
 }
 
 } // namespace X11
-
-std::unique_ptr<WindowSystem> createWindowSystem()
-{
-    return std::make_unique<X11::X11WindowSystem>();
-}
 
 } // namespace Platform

@@ -1,0 +1,142 @@
+#include "Platform/Sway/SwayWindowSystem.h"
+
+#include "Platform/Processes.h"
+#include "Platform/Sway/IpcConnection.h"
+#include "Platform/Sway/NewWindowEvents.h"
+#include "Platform/Sway/Tree.h"
+#include "Util/Logging.h"
+
+#include <QJsonArray>
+#include <QTimer>
+
+namespace Platform::Sway {
+namespace {
+
+// Sway keeps a floating window's centre when it resizes it, so the position is given again
+// after the size: the frame then lands exactly, whatever size the window had before.
+QByteArray placementCommand(WindowId window, const Frame& frame)
+{
+    const QString position
+        = QStringLiteral("move absolute position %1 %2").arg(qRound(frame.x)).arg(qRound(frame.y));
+    return QStringLiteral(
+        "[con_id=%1] fullscreen disable, floating enable, %2, resize set %3 %4, %2")
+        .arg(window)
+        .arg(position)
+        .arg(qRound(frame.width))
+        .arg(qRound(frame.height))
+        .toUtf8();
+}
+
+void logFailures(const QJsonDocument& reply)
+{
+    for (const QJsonValue& result : reply.array()) {
+        const QJsonObject object = result.toObject();
+        if (!object.value(QLatin1String("success")).toBool())
+            qCDebug(lcWindows).noquote()
+                << "Sway refused a placement:" << object.value(QLatin1String("error")).toString();
+    }
+}
+
+} // namespace
+
+SwayWindowSystem::SwayWindowSystem(const QString& socketPath)
+    : m_commands(std::make_unique<IpcConnection>(socketPath)),
+      m_newWindows(std::make_unique<NewWindowEvents>(socketPath))
+{
+    QObject::connect(m_commands.get(), &IpcConnection::disconnected, &m_context, [this] {
+        qCInfo(lcWindows) << "Sway has gone away";
+        if (m_sessionEnded)
+            m_sessionEnded();
+    });
+}
+
+SwayWindowSystem::~SwayWindowSystem() = default;
+
+bool SwayWindowSystem::canControlWindows()
+{
+    return m_commands->isConnected();
+}
+
+ScreenSize SwayWindowSystem::mainScreenSize()
+{
+    const auto outputs = m_commands->request(MessageType::GetOutputs);
+    return outputs ? screenSizeOfOutputs(outputs->array()) : ScreenSize{};
+}
+
+std::optional<QList<WindowInfo>> SwayWindowSystem::readWindows()
+{
+    const auto tree = m_commands->request(MessageType::GetTree);
+    if (!tree || !tree->isObject())
+        return std::nullopt;
+    return windowsInTree(tree->object());
+}
+
+QList<WindowInfo> SwayWindowSystem::managedWindows()
+{
+    return readWindows().value_or(QList<WindowInfo>{});
+}
+
+QList<std::optional<QList<WindowId>>> SwayWindowSystem::windowsOfProcesses(
+    const QList<ProcessId>& pids, int limit)
+{
+    QList<std::optional<QList<WindowId>>> result(pids.size());
+    const auto windows = pids.isEmpty() ? std::nullopt : readWindows();
+    if (!windows)
+        return result;
+    const QList<QList<WindowId>> byProcess = Sway::windowsOfProcesses(*windows, pids, limit);
+    for (qsizetype i = 0; i < pids.size(); ++i) {
+        if (processExists(pids[i]))
+            result[i] = byProcess[i];
+    }
+    return result;
+}
+
+void SwayWindowSystem::placeWindows(const QList<Placement>& placements)
+{
+    // One command per window, all sent at once; sway answers them in order.
+    for (const Placement& placement : placements) {
+        for (WindowId window : placement.windows)
+            m_commands->send(
+                MessageType::RunCommand, placementCommand(window, placement.frame), logFailures);
+    }
+}
+
+void SwayWindowSystem::finishPlacements()
+{
+    m_commands->waitForReplies();
+}
+
+std::unique_ptr<WindowWatch> SwayWindowSystem::watchNewWindows(WindowShown shown)
+{
+    return m_newWindows->watch(std::move(shown));
+}
+
+// Sway tells nobody when a floating window moves, so held frames are read once, when the
+// time is up; a window that its app (an X11 app, through XWayland) moved is put back then.
+void SwayWindowSystem::holdFrames(
+    const QList<WindowId>& windows, const Frame& target, std::chrono::milliseconds duration)
+{
+    QTimer::singleShot(
+        duration, &m_context, [this, windows, target] { putBackMoved(windows, target); });
+}
+
+void SwayWindowSystem::putBackMoved(const QList<WindowId>& windows, const Frame& target)
+{
+    const auto current = readWindows();
+    if (!current)
+        return;
+    QList<WindowId> moved;
+    for (const WindowInfo& window : *current) {
+        if (windows.contains(window.id) && window.frame != target)
+            moved.append(window.id);
+    }
+    if (!moved.isEmpty())
+        placeWindows({{moved, target}});
+}
+
+void SwayWindowSystem::whenSessionEnds(std::function<void()> ended)
+{
+    m_sessionEnded = std::move(ended);
+}
+
+} // namespace Platform::Sway
