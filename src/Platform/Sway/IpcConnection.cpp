@@ -57,6 +57,12 @@ std::optional<QJsonDocument> IpcConnection::request(MessageType type, const QByt
     return reply;
 }
 
+void IpcConnection::flush()
+{
+    if (isConnected())
+        m_socket.flush();
+}
+
 bool IpcConnection::waitForReplies()
 {
     return waitUntil([this] { return m_pendingReplies.empty(); });
@@ -88,6 +94,8 @@ bool IpcConnection::waitUntil(const std::function<bool()>& done)
 
 void IpcConnection::readAvailable()
 {
+    if (m_closed)
+        return;
     m_reader.append(m_socket.readAll());
     while (const auto message = m_reader.next())
         handle(*message);

@@ -30,6 +30,8 @@ public:
     // Sends without waiting; the handler runs when the reply arrives (from the event loop,
     // or from within a later request that waits).
     void send(MessageType type, const QByteArray& payload, ReplyHandler handler = {});
+    // Hands what was sent so far to the socket now rather than from the event loop.
+    void flush();
     // Sends and waits for the reply, a few seconds at most; none when sway is gone or silent.
     std::optional<QJsonDocument> request(MessageType type, const QByteArray& payload = {});
     // Waits until every request sent so far has been answered; false when sway went away.

@@ -99,6 +99,7 @@ void SwayWindowSystem::placeWindows(const QList<Placement>& placements)
             m_commands->send(
                 MessageType::RunCommand, placementCommand(window, placement.frame), logFailures);
     }
+    m_commands->flush();
 }
 
 void SwayWindowSystem::finishPlacements()
