@@ -13,11 +13,11 @@ build_packages=(
   libglib2.0-dev libsqlite3-dev libsystemd-dev libsodium-dev
   qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts
   qml6-module-qtquick-window qml6-module-qtquick-templates qml6-module-qtqml
-  qml6-module-qtqml-workerscript qt6-l10n-tools
+  qml6-module-qtqml-workerscript qt6-l10n-tools qt6-wayland
 )
 desktop_packages=(xvfb openbox trayer xdotool wmctrl x11-apps x11-utils xterm imagemagick)
 test_packages=(x11-xserver-utils time strace x11-xkb-utils xkb-data galculator icewm fluxbox
-  dbus-daemon dbus-x11 at-spi2-core python3-pyatspi)
+  dbus-daemon dbus-x11 at-spi2-core python3-pyatspi sway foot xwayland wtype)
 
 wanted=("${build_packages[@]}")
 case "${1:-build}" in

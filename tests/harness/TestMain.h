@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SwayDesktop.h"
 #include "TestDesktop.h"
 #include "TestEnvironment.h"
 
@@ -46,3 +47,24 @@ inline void failOnUnexpectedWarnings()
 
 #define VANTOR_DESKTOP_TEST_MAIN(TestClass)                                                        \
     VANTOR_DESKTOP_TEST_MAIN_WITH(TestClass, TestDesktop::Options{})
+
+// A test on a private sway desktop (headless, with XWayland), private home. The test process
+// itself shows no windows: it runs offscreen and starts what it tests in the desktop.
+#define VANTOR_SWAY_TEST_MAIN_WITH(TestClass, desktopOptions)                                      \
+    int main(int argc, char** argv)                                                                \
+    {                                                                                              \
+        TestEnvironment environment;                                                               \
+        qunsetenv("DISPLAY");                                                                      \
+        qputenv("QT_QPA_PLATFORM", "offscreen");                                                   \
+        QApplication app(argc, argv);                                                              \
+        SwayDesktop desktop(desktopOptions);                                                       \
+        if (!desktop.isReady()) {                                                                  \
+            std::fprintf(stderr, "No test desktop: %s\n", qPrintable(desktop.errorString()));      \
+            return 1;                                                                              \
+        }                                                                                          \
+        TestClass test;                                                                            \
+        return QTest::qExec(&test, argc, argv);                                                    \
+    }
+
+#define VANTOR_SWAY_TEST_MAIN(TestClass)                                                           \
+    VANTOR_SWAY_TEST_MAIN_WITH(TestClass, SwayDesktop::Options{})
