@@ -503,6 +503,32 @@ std::optional<QRect> SwayDesktop::frameOf(qint64 pid) const
     return frames.isEmpty() ? std::nullopt : std::optional<QRect>(frames.first());
 }
 
+bool SwayDesktop::placeFrame(
+    qint64 pid, const QRect& frame, std::chrono::milliseconds timeout) const
+{
+    // A late buffer of the size a client had before makes sway give a floating window that
+    // size back, so the placement is sent again when it did not hold.
+    const auto placed = [&] { return frameOf(pid) == frame; };
+    const QDeadlineTimer deadline(timeout);
+    while (!deadline.hasExpired()) {
+        const QList<QJsonObject> windows = windowsOf(pid);
+        if (windows.isEmpty())
+            return false;
+        const QString position
+            = QStringLiteral("move position %1 %2").arg(frame.x()).arg(frame.y());
+        if (!command(QStringLiteral("[con_id=%1] floating enable, %2, resize set %3 %4, %2")
+                         .arg(windows.first().value(QLatin1String("id")).toInteger())
+                         .arg(position)
+                         .arg(frame.width())
+                         .arg(frame.height())))
+            return false;
+        if (TestDesktop::waitUntil(
+                placed, std::min(remaining(deadline), std::chrono::milliseconds(1000))))
+            return true;
+    }
+    return false;
+}
+
 bool SwayDesktop::command(const QString& swayCommand) const
 {
     const auto reply

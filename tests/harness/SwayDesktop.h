@@ -51,7 +51,8 @@ public:
     QProcessEnvironment environment() const;
 
     // Starts an app as root on this desktop and waits until its PID has `windows` windows.
-    // Returns the PID, or 0 (with a warning) when they did not show up in time.
+    // Returns the PID, or 0 (with a warning) when they did not show up in time. A Wayland
+    // app's title bar may come a moment later: it asks for sway's decorations as it maps.
     qint64 startApp(const QString& program, const QStringList& arguments = {}, int windows = 1,
         std::chrono::milliseconds timeout = std::chrono::seconds(10));
     // Ends one app (SIGTERM, then SIGKILL) and waits for it.
@@ -68,6 +69,11 @@ public:
     std::optional<QRect> frameOf(qint64 pid) const;
     static QRect frameOfNode(const QJsonObject& node);
 
+    // Makes the first window of a process float with exactly this outer frame; false when it
+    // does not hold it within the timeout.
+    bool placeFrame(qint64 pid, const QRect& frame,
+        std::chrono::milliseconds timeout = std::chrono::seconds(5)) const;
+
     // Runs sway commands; true when every one of them succeeded.
     bool command(const QString& swayCommand) const;
     // A new IPC connection subscribed to the events (e.g. {"binding"}), or nullptr.
@@ -75,7 +81,7 @@ public:
 
     // Presses and releases the key of a US keyboard with this evdev code (1..88: Escape to
     // F12) with the modifiers held, as a physical key: sway matches it like a real keyboard's
-    // for `bindsym --to-code`. Returns once sway has received it.
+    // for `bindsym --to-code` and `bindcode`. False when wtype failed.
     bool pressPhysicalKey(int evdevCode, Qt::KeyboardModifiers modifiers = Qt::NoModifier) const;
 
     // Ends sway (and XWayland) on purpose and returns when they are gone. Apps stay.
