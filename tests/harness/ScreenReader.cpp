@@ -103,6 +103,11 @@ QRect ScreenReader::extents(const QString& role, int index) const
     return {numbers.at(0).toInt(), numbers.at(1).toInt(), numbers.at(2).toInt(), numbers.at(3).toInt()};
 }
 
+bool ScreenReader::focus(const QString& role, int index) const
+{
+    return runScript({QStringLiteral("focus"), role, QString::number(index)}).ok;
+}
+
 bool ScreenReader::isFocused(const QString& role, int index) const
 {
     return runScript({QStringLiteral("focused"), role, QString::number(index)}).ok;

@@ -38,6 +38,9 @@ public:
     bool press(const QString& name, const QString& role, const QString& within = {}) const;
     // Where the Nth (from 0) showing node of that role is on the screen; null when none.
     QRect extents(const QString& role, int index) const;
+    // Gives the Nth (from 0) showing node of that role the keyboard focus, as a screen
+    // reader's user moving to it does; false when there is none or it cannot take it.
+    bool focus(const QString& role, int index) const;
     // Whether the Nth (from 0) showing node of that role has the keyboard focus.
     bool isFocused(const QString& role, int index) const;
     // Whether the window is registered now, without waiting for it.

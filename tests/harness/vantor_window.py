@@ -9,6 +9,7 @@
   vantor_window.py extents ROLE N   "x y width height" on screen of the Nth (from 0)
                                     showing node of that role
   vantor_window.py focused ROLE N   whether that node has the keyboard focus (exit 0) or not (3)
+  vantor_window.py focus ROLE N     gives that node the keyboard focus
 
 Exit status 0 on success, 1 when the application, its window or the node is not there.
 """
@@ -85,7 +86,7 @@ def main(argv):
             except Exception:  # gone while it was read, as in children()
                 continue
         return 0
-    if argv[1:2] in (["extents"], ["focused"]) and len(argv) == 4:
+    if argv[1:2] in (["extents"], ["focused"], ["focus"]) and len(argv) == 4:
         role, index = argv[2], int(argv[3])
         found = [node for node in walk(frame) if node.getRoleName() == role
                  and node.getState().contains(pyatspi.STATE_SHOWING)]
@@ -94,6 +95,8 @@ def main(argv):
             return 1
         if argv[1] == "focused":
             return 0 if found[index].getState().contains(pyatspi.STATE_FOCUSED) else 3
+        if argv[1] == "focus":
+            return 0 if found[index].queryComponent().grabFocus() else 1
         box = found[index].queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
         print(box.x, box.y, box.width, box.height)
         return 0

@@ -6,6 +6,7 @@
 #include "Platform/Sway/Tree.h"
 #include "Util/Logging.h"
 
+#include <QEventLoop>
 #include <QJsonArray>
 #include <QTimer>
 
@@ -102,8 +103,15 @@ void SwayWindowSystem::placeWindows(const QList<Placement>& placements)
     m_commands->flush();
 }
 
+// The last look at held frames is the only one, so a process about to exit waits for it.
 void SwayWindowSystem::finishPlacements()
 {
+    if (m_pendingHolds > 0) {
+        QEventLoop loop;
+        m_holdsDone = [&loop] { loop.quit(); };
+        loop.exec();
+        m_holdsDone = nullptr;
+    }
     m_commands->waitForReplies();
 }
 
@@ -112,13 +120,20 @@ std::unique_ptr<WindowWatch> SwayWindowSystem::watchNewWindows(WindowShown shown
     return m_newWindows->watch(std::move(shown));
 }
 
-// Sway tells nobody when a floating window moves, so held frames are read once, when the
-// time is up; a window that its app (an X11 app, through XWayland) moved is put back then.
+// Sway tells nobody when a floating window moves or takes another size, so held frames are
+// read once, when the time is up. A window is put back then when its app moved it (an X11
+// app, through XWayland), or when sway gave a new window the size that the app drew itself
+// at a moment after the placement (sway lets a floating window's app choose its size, and
+// an app that has just opened may still answer an earlier request).
 void SwayWindowSystem::holdFrames(
     const QList<WindowId>& windows, const Frame& target, std::chrono::milliseconds duration)
 {
-    QTimer::singleShot(
-        duration, &m_context, [this, windows, target] { putBackMoved(windows, target); });
+    ++m_pendingHolds;
+    QTimer::singleShot(duration, &m_context, [this, windows, target] {
+        putBackMoved(windows, target);
+        if (--m_pendingHolds == 0 && m_holdsDone)
+            m_holdsDone();
+    });
 }
 
 void SwayWindowSystem::putBackMoved(const QList<WindowId>& windows, const Frame& target)

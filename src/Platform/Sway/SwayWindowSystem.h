@@ -38,6 +38,8 @@ private:
     std::unique_ptr<IpcConnection> m_commands;
     std::unique_ptr<NewWindowEvents> m_newWindows;
     std::function<void()> m_sessionEnded;
+    int m_pendingHolds = 0;
+    std::function<void()> m_holdsDone;
     QObject m_context; // ends the timers of held frames with this object
 };
 
