@@ -429,15 +429,8 @@ qint64 SwayDesktop::xwaylandPid() const
 
 QProcess* SwayDesktop::startProcess(const QString& program, const QStringList& arguments)
 {
-    auto* process = new QProcess;
-    process->setProcessEnvironment(environment());
-    process->setStandardOutputFile(QProcess::nullDevice());
-    process->setStandardErrorFile(QProcess::nullDevice());
-    dieWithParent(*process);
-    process->start(program, arguments);
+    QProcess* process = startQuietChild(program, arguments, environment());
     m_processes.append(process);
-    if (!process->waitForStarted(5000))
-        qWarning() << "Cannot start" << program << process->errorString();
     return process;
 }
 

@@ -140,16 +140,24 @@ bool TestDesktop::startTrayHost()
     return true;
 }
 
-QProcess* TestDesktop::startProcess(const QString& program, const QStringList& arguments)
+QProcess* startQuietChild(
+    const QString& program, const QStringList& arguments, const QProcessEnvironment& environment)
 {
     auto* process = new QProcess;
+    process->setProcessEnvironment(environment);
     process->setStandardOutputFile(QProcess::nullDevice());
     process->setStandardErrorFile(QProcess::nullDevice());
     dieWithParent(*process);
     process->start(program, arguments);
-    m_processes.append(process);
     if (!process->waitForStarted(5000))
         qWarning() << "Cannot start" << program << process->errorString();
+    return process;
+}
+
+QProcess* TestDesktop::startProcess(const QString& program, const QStringList& arguments)
+{
+    QProcess* process = startQuietChild(program, arguments);
+    m_processes.append(process);
     return process;
 }
 

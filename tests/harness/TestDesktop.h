@@ -11,8 +11,9 @@
 #include <memory>
 
 // A private desktop for one test program: its own Xvfb on a free display, a window manager
-// (openbox unless the options name fluxbox or icewm), and optionally a tray host. Apps started through it are ended by PID when it goes, also
-// when a test fails; every child also dies with the test process.
+// (openbox unless the options name fluxbox or icewm), and optionally a tray host. Apps started
+// through it are ended by PID when it goes, also when a test fails; every child also dies with the
+// test process.
 class TestDesktop {
 public:
     struct Options {
@@ -72,3 +73,8 @@ private:
 
 // Makes a child die with the test process, whatever way the test ends.
 void dieWithParent(QProcess& process);
+
+// Starts a child whose output goes nowhere and that dies with the test process; warns when
+// it cannot start. The caller owns it.
+QProcess* startQuietChild(const QString& program, const QStringList& arguments,
+    const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());

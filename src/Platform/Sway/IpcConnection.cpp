@@ -11,6 +11,19 @@ namespace {
 // Sway answers within milliseconds; a reply that takes this long is not coming.
 constexpr int replyTimeoutMs = 3000;
 
+QString eventName(EventType type)
+{
+    switch (type) {
+    case EventType::Window:
+        return QStringLiteral("window");
+    case EventType::Binding:
+        return QStringLiteral("binding");
+    case EventType::Shutdown:
+        return QStringLiteral("shutdown");
+    }
+    return {};
+}
+
 } // namespace
 
 IpcConnection::IpcConnection(const QString& socketPath, QObject* parent) : QObject(parent)
@@ -23,6 +36,19 @@ IpcConnection::IpcConnection(const QString& socketPath, QObject* parent) : QObje
             << "Cannot reach sway at" << socketPath << "-" << m_socket.errorString();
         m_closed = true;
     }
+}
+
+std::unique_ptr<IpcConnection> IpcConnection::listening(const QString& socketPath, EventType type,
+    std::function<void(const QJsonObject& event)> handler)
+{
+    auto connection = std::make_unique<IpcConnection>(socketPath);
+    QObject::connect(connection.get(), &IpcConnection::eventReceived, connection.get(),
+        [type, handler = std::move(handler)](EventType received, const QJsonObject& event) {
+            if (received == type)
+                handler(event);
+        });
+    connection->subscribe({eventName(type)});
+    return connection;
 }
 
 IpcConnection::~IpcConnection()

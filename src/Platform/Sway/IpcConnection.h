@@ -10,6 +10,7 @@
 
 #include <deque>
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace Platform::Sway {
@@ -22,6 +23,9 @@ class IpcConnection : public QObject {
 public:
     // Connects at once (a local socket answers or refuses immediately).
     explicit IpcConnection(const QString& socketPath, QObject* parent = nullptr);
+    // A connection of its own that hands every event of one kind to `handler`.
+    static std::unique_ptr<IpcConnection> listening(const QString& socketPath, EventType type,
+        std::function<void(const QJsonObject& event)> handler);
     ~IpcConnection() override;
 
     bool isConnected() const;

@@ -45,13 +45,8 @@ void NewWindowEvents::subscribeIfNeeded()
 {
     if (m_connection && m_connection->isConnected())
         return;
-    m_connection = std::make_unique<IpcConnection>(m_socketPath);
-    QObject::connect(m_connection.get(), &IpcConnection::eventReceived, m_connection.get(),
-        [this](EventType type, const QJsonObject& event) {
-            if (type == EventType::Window)
-                deliver(event);
-        });
-    m_connection->subscribe({QStringLiteral("window")});
+    m_connection = IpcConnection::listening(
+        m_socketPath, EventType::Window, [this](const QJsonObject& event) { deliver(event); });
 }
 
 void NewWindowEvents::unsubscribeIfUnwatched()

@@ -165,13 +165,8 @@ void SwayHotKeyService::listenForBindings()
 {
     if (m_bindings && m_bindings->isConnected())
         return;
-    m_bindings = std::make_unique<IpcConnection>(m_socketPath);
-    QObject::connect(m_bindings.get(), &IpcConnection::eventReceived, m_bindings.get(),
-        [this](EventType type, const QJsonObject& event) {
-            if (type == EventType::Binding)
-                dispatch(event);
-        });
-    m_bindings->subscribe({QStringLiteral("binding")});
+    m_bindings = IpcConnection::listening(
+        m_socketPath, EventType::Binding, [this](const QJsonObject& event) { dispatch(event); });
 }
 
 void SwayHotKeyService::dispatch(const QJsonObject& event)
