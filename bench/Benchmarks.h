@@ -37,5 +37,8 @@ Group recorderBenchmarks();
 Group wizardBenchmarks();
 // Checking a downloaded update feed.
 Group updateBenchmarks();
+// The sway backend on a private sway: many windows placed, a workspace hot key; nothing
+// when sway cannot be started here.
+Group swayBenchmarks();
 
 } // namespace Bench

@@ -42,7 +42,7 @@ int main(int argc, char** argv)
              Bench::shortcutBenchmarks(),
              Bench::storeBenchmarks(), Bench::applicationBenchmarks(), Bench::shellBenchmarks(),
              Bench::launchBenchmarks(), Bench::recorderBenchmarks(),
-             Bench::wizardBenchmarks(), Bench::updateBenchmarks()}) {
+             Bench::wizardBenchmarks(), Bench::updateBenchmarks(), Bench::swayBenchmarks()}) {
         if (only.isEmpty() || only.contains(QLatin1String(group.name)))
             group.run(desktop);
     }
