@@ -1,6 +1,7 @@
 #include "Cli/Commands.h"
 
 #include "Platform/Applications.h"
+#include "Platform/Backend.h"
 #include "Platform/WindowSystem.h"
 #include "Util/WindowManager.h"
 
@@ -13,8 +14,26 @@
 namespace Cli {
 namespace {
 
-const QString noWindowSystem = QStringLiteral(
-    "windows cannot be read or moved here (no X display, or no EWMH window manager)");
+// Why the windows cannot be reached: the session's own reason when Vantor knows no way to
+// them, else the usual causes.
+QString noWindowSystem(const Platform::BackendChoice& backend)
+{
+    if (backend.backend == Platform::Backend::None)
+        return QStringLiteral("windows cannot be read or moved here. ") + backend.problem;
+    return QStringLiteral("windows cannot be read or moved here (no EWMH window manager, or "
+                          "sway does not answer)");
+}
+
+// The window system of this session, or the reason there is none to use.
+std::unique_ptr<Platform::WindowSystem> usableWindowSystem(QString* problem)
+{
+    const Platform::BackendChoice backend = Platform::chooseBackend();
+    auto windowSystem = Platform::createWindowSystem(backend);
+    if (windowSystem->canControlWindows())
+        return windowSystem;
+    *problem = noWindowSystem(backend);
+    return nullptr;
+}
 
 QJsonObject toJson(const Platform::WindowInfo& window)
 {
@@ -48,9 +67,10 @@ int listWindows(const Invocation& invocation)
 {
     if (!invocation.arguments.isEmpty())
         return fail(UsageError, QStringLiteral("windows takes no arguments besides --json"));
-    const auto windowSystem = Platform::createWindowSystem();
-    if (!windowSystem->canControlWindows())
-        return fail(RuntimeFailure, noWindowSystem);
+    QString problem;
+    const auto windowSystem = usableWindowSystem(&problem);
+    if (!windowSystem)
+        return fail(RuntimeFailure, problem);
     QJsonArray array;
     QStringList lines;
     for (const Platform::WindowInfo& window : windowSystem->managedWindows()) {
@@ -87,9 +107,10 @@ int placeWindows(const Invocation& invocation)
         || numbers[3] <= 0)
         return fail(
             UsageError, QStringLiteral("usage: vantor place PID X Y W H (W and H above 0)"));
-    const auto windowSystem = Platform::createWindowSystem();
-    if (!windowSystem->canControlWindows())
-        return fail(RuntimeFailure, noWindowSystem);
+    QString problem;
+    const auto windowSystem = usableWindowSystem(&problem);
+    if (!windowSystem)
+        return fail(RuntimeFailure, problem);
     if (!windowSystem->windowsOfProcess(pid, 1))
         return fail(RuntimeFailure, QStringLiteral("Could not retrieve windows for %1.").arg(pid));
     const auto applications = Platform::createApplications(*windowSystem);

@@ -28,6 +28,8 @@ QByteArray placementCommand(WindowId window, const Frame& frame)
         .toUtf8();
 }
 
+constexpr qsizetype windowsPerMessage = 100;
+
 void logFailures(const QJsonDocument& reply)
 {
     for (const QJsonValue& result : reply.array()) {
@@ -94,12 +96,17 @@ QList<std::optional<QList<WindowId>>> SwayWindowSystem::windowsOfProcesses(
 
 void SwayWindowSystem::placeWindows(const QList<Placement>& placements)
 {
-    // One command per window, all sent at once; sway answers them in order.
+    // Sway runs a message of many commands, separated by ";", in one go and answers each of
+    // them: a window that has gone fails alone. One message for up to a hundred windows is
+    // several times faster than a message per window.
+    QByteArrayList commands;
     for (const Placement& placement : placements) {
         for (WindowId window : placement.windows)
-            m_commands->send(
-                MessageType::RunCommand, placementCommand(window, placement.frame), logFailures);
+            commands.append(placementCommand(window, placement.frame));
     }
+    for (qsizetype first = 0; first < commands.size(); first += windowsPerMessage)
+        m_commands->send(MessageType::RunCommand, commands.mid(first, windowsPerMessage).join("; "),
+            logFailures);
     m_commands->flush();
 }
 
