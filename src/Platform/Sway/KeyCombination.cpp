@@ -128,15 +128,15 @@ QList<KeyCombination> configuredCombinations(const QString& config)
     QHash<QString, QString> variables;
     QList<KeyCombination> result;
     int otherModeDepth = 0; // inside `mode "resize" { ... }`
-    std::optional<bool> bindingBlock; // inside `bindsym { ... }`: whether by code
+    enum class Block { none, bySymbol, byCode } bindingBlock = Block::none; // `bindsym { ... }`
     for (QString line : config.split(QLatin1Char('\n'))) {
         line = line.trimmed();
         if (line.isEmpty() || line.startsWith(QLatin1Char('#')))
             continue;
         const QStringList words = line.split(blanks);
         if (line == QLatin1String("}")) {
-            if (bindingBlock)
-                bindingBlock.reset();
+            if (bindingBlock != Block::none)
+                bindingBlock = Block::none;
             else if (otherModeDepth > 0)
                 --otherModeDepth;
             continue;
@@ -146,8 +146,9 @@ QList<KeyCombination> configuredCombinations(const QString& config)
                 ++otherModeDepth;
             continue;
         }
-        if (bindingBlock) {
-            result += combinationsOf(words.first(), *bindingBlock, variables, keymap.get());
+        if (bindingBlock != Block::none) {
+            result += combinationsOf(
+                words.first(), bindingBlock == Block::byCode, variables, keymap.get());
             continue;
         }
         const QString& first = words.first();
@@ -158,7 +159,7 @@ QList<KeyCombination> configuredCombinations(const QString& config)
         } else if (first == QLatin1String("bindsym") || first == QLatin1String("bindcode")) {
             const bool byCode = first == QLatin1String("bindcode");
             if (words.last() == QLatin1String("{")) {
-                bindingBlock = byCode;
+                bindingBlock = byCode ? Block::byCode : Block::bySymbol;
             } else if (const auto word = combinationWord(words, 1)) {
                 result += combinationsOf(*word, byCode, variables, keymap.get());
             }
