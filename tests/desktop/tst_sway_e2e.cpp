@@ -11,6 +11,7 @@
 #include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QScopeGuard>
 
 using namespace std::chrono_literals;
 
@@ -21,6 +22,7 @@ const QString kFootRunning = QStringLiteral("App is already running: Foot");
 const QString kFootLaunched
     = QStringLiteral("App launched successfully with bundle identifier: foot");
 const QString kGranted = QStringLiteral("Accessibility permissions are granted.");
+const QString kTrayHost = QStringLiteral(VANTOR_TEST_SOURCE_DIR "/harness/status_notifier_host.py");
 
 // Evdev codes of the keys the tests press.
 constexpr int kKeyOne = 2;
@@ -231,6 +233,60 @@ private Q_SLOTS:
         QVERIFY2(tray.waitForLines(kFootRunning, before + 1), tray.describe());
         QTRY_COMPARE(desktop().frameOf(m_foot), m_footHome);
         QCOMPARE(tray.countLines(kFootRunning), before + 1);
+
+        QVERIFY(tray.terminate());
+        QVERIFY2(tray.exitedWith(0), tray.describe());
+    }
+
+    // The tray icon is a StatusNotifierItem, as swaybar and other hosts show them: its menu
+    // lists the workspaces, and choosing one restores it.
+    void trayIconIsAStatusNotifierItem()
+    {
+        ScreenReader buses; // for its private session bus
+        QVERIFY(buses.start());
+        QProcessEnvironment environment = desktop().environment();
+        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
+            buses.environment().value(QStringLiteral("DBUS_SESSION_BUS_ADDRESS")));
+        QProcess host;
+        host.setProcessEnvironment(environment);
+        dieWithParent(host);
+        host.start(QStringLiteral("/usr/bin/python3"), {kTrayHost, QStringLiteral("watch")});
+        const auto endHost = qScopeGuard([&host] {
+            host.kill();
+            host.waitForFinished();
+        });
+        const auto nextLine = [&host] {
+            while (!host.canReadLine() && host.waitForReadyRead(30000)) { }
+            return host.readLine().trimmed();
+        };
+        QCOMPARE(nextLine(), QByteArray("ready"));
+
+        VantorProcess tray;
+        QVERIFY(tray.start({}, environment));
+        const QByteArray registered = nextLine();
+        QVERIFY2(registered.startsWith("item "),
+            registered + host.readAllStandardError() + tray.describe());
+        const QString item = QString::fromUtf8(registered.mid(5));
+        const auto hostSays = [&](const QStringList& arguments) {
+            const VantorRun run = VantorProcess::runProgram(QStringLiteral("/usr/bin/python3"),
+                QStringList{kTrayHost} + arguments, 30s, environment);
+            return run.exitedWith(0) ? run.outLines() : QStringList{run.err()};
+        };
+        QCOMPARE(hostSays({QStringLiteral("property"), item, QStringLiteral("Title")}),
+            QStringList{QStringLiteral("Vantor")});
+        QVERIFY2(tray.waitForLines(kRegistered + QStringLiteral("Work at slot 0"), 1, 30s),
+            tray.describe());
+        const QStringList menu = hostSays({QStringLiteral("menu"), item});
+        QCOMPARE(menu.first(), QStringLiteral("Open Workspace (disabled)"));
+        QVERIFY2(menu.contains(QStringLiteral("Work")), qPrintable(menu.join(QLatin1Char('|'))));
+        QCOMPARE(menu.mid(menu.size() - 3),
+            (QStringList{
+                QStringLiteral("Settings..."), QStringLiteral("-"), QStringLiteral("Quit")}));
+
+        scatter();
+        QCOMPARE(hostSays({QStringLiteral("click"), item, QStringLiteral("Work")}), QStringList{});
+        QTRY_COMPARE(desktop().frameOf(m_foot), m_footHome);
+        QTRY_COMPARE(desktop().frameOf(m_logo), m_logoHome);
 
         QVERIFY(tray.terminate());
         QVERIFY2(tray.exitedWith(0), tray.describe());

@@ -48,6 +48,10 @@ public:
         const QProcessEnvironment& environment, std::chrono::milliseconds timeout
         = std::chrono::seconds(30));
 
+    // Runs any program to its end the same way (a tool the tests read the desktop with).
+    static VantorRun runProgram(const QString& program, const QStringList& arguments,
+        std::chrono::milliseconds timeout, const QProcessEnvironment& environment);
+
     VantorProcess();
     // Kills the process if it still runs and waits for it.
     ~VantorProcess();
@@ -84,8 +88,6 @@ public:
     QByteArray describe();
 
 private:
-    static VantorRun runProgram(const QString& program, const QStringList& arguments,
-        std::chrono::milliseconds timeout, const QProcessEnvironment& environment);
     void readAvailable();
 
     std::unique_ptr<QProcess> m_process;
