@@ -3,7 +3,6 @@
 #include "Platform/Sway/IpcConnection.h"
 #include "Platform/Sway/Tree.h"
 
-#include <QTimer>
 
 namespace Platform::Sway {
 
