@@ -104,6 +104,70 @@ std::optional<QString> combinationWord(const QStringList& words, int from)
     return std::nullopt;
 }
 
+// Reads a configuration line by line, with what later lines depend on: the variables set so
+// far, and whether a line stands in another mode or in a block of bindings.
+class ConfigReader {
+public:
+    void read(const QString& line);
+    QList<KeyCombination> combinations() const { return m_combinations; }
+
+private:
+    enum class Block { none, bySymbol, byCode };
+
+    void closeBlock();
+    void readStatement(const QString& line, const QStringList& words);
+    void add(const QString& combination, bool byCode)
+    {
+        m_combinations += combinationsOf(combination, byCode, m_variables, m_keymap.get());
+    }
+
+    const Keymap m_keymap = defaultKeymap();
+    QHash<QString, QString> m_variables;
+    QList<KeyCombination> m_combinations;
+    int m_otherModeDepth = 0; // inside `mode "resize" { ... }`
+    Block m_block = Block::none; // inside `bindsym { ... }`
+};
+
+void ConfigReader::read(const QString& line)
+{
+    if (line.isEmpty() || line.startsWith(QLatin1Char('#')))
+        return;
+    static const QRegularExpression blanks(QStringLiteral("\\s+"));
+    const QStringList words = line.split(blanks);
+    if (line == QLatin1String("}"))
+        closeBlock();
+    else if (m_otherModeDepth > 0)
+        m_otherModeDepth += line.endsWith(QLatin1Char('{')) ? 1 : 0;
+    else if (m_block != Block::none)
+        add(words.first(), m_block == Block::byCode);
+    else
+        readStatement(line, words);
+}
+
+void ConfigReader::closeBlock()
+{
+    if (m_block != Block::none)
+        m_block = Block::none;
+    else if (m_otherModeDepth > 0)
+        --m_otherModeDepth;
+}
+
+void ConfigReader::readStatement(const QString& line, const QStringList& words)
+{
+    const QString& first = words.first();
+    if (first == QLatin1String("set") && words.size() >= 3) {
+        m_variables.insert(words[1], words.mid(2).join(QLatin1Char(' ')));
+    } else if (first == QLatin1String("mode") && line.endsWith(QLatin1Char('{'))) {
+        ++m_otherModeDepth;
+    } else if (first == QLatin1String("bindsym") || first == QLatin1String("bindcode")) {
+        const bool byCode = first == QLatin1String("bindcode");
+        if (words.last() == QLatin1String("{"))
+            m_block = byCode ? Block::byCode : Block::bySymbol;
+        else if (const auto word = combinationWord(words, 1))
+            add(*word, byCode);
+    }
+}
+
 } // namespace
 
 QString KeyCombination::toBindcode() const
@@ -123,49 +187,10 @@ QString KeyCombination::toBindcode() const
 
 QList<KeyCombination> configuredCombinations(const QString& config)
 {
-    const Keymap keymap = defaultKeymap();
-    const QRegularExpression blanks(QStringLiteral("\\s+"));
-    QHash<QString, QString> variables;
-    QList<KeyCombination> result;
-    int otherModeDepth = 0; // inside `mode "resize" { ... }`
-    enum class Block { none, bySymbol, byCode } bindingBlock = Block::none; // `bindsym { ... }`
-    for (QString line : config.split(QLatin1Char('\n'))) {
-        line = line.trimmed();
-        if (line.isEmpty() || line.startsWith(QLatin1Char('#')))
-            continue;
-        const QStringList words = line.split(blanks);
-        if (line == QLatin1String("}")) {
-            if (bindingBlock != Block::none)
-                bindingBlock = Block::none;
-            else if (otherModeDepth > 0)
-                --otherModeDepth;
-            continue;
-        }
-        if (otherModeDepth > 0) {
-            if (line.endsWith(QLatin1Char('{')))
-                ++otherModeDepth;
-            continue;
-        }
-        if (bindingBlock != Block::none) {
-            result += combinationsOf(
-                words.first(), bindingBlock == Block::byCode, variables, keymap.get());
-            continue;
-        }
-        const QString& first = words.first();
-        if (first == QLatin1String("set") && words.size() >= 3) {
-            variables.insert(words[1], words.mid(2).join(QLatin1Char(' ')));
-        } else if (first == QLatin1String("mode") && line.endsWith(QLatin1Char('{'))) {
-            ++otherModeDepth;
-        } else if (first == QLatin1String("bindsym") || first == QLatin1String("bindcode")) {
-            const bool byCode = first == QLatin1String("bindcode");
-            if (words.last() == QLatin1String("{")) {
-                bindingBlock = byCode ? Block::byCode : Block::bySymbol;
-            } else if (const auto word = combinationWord(words, 1)) {
-                result += combinationsOf(*word, byCode, variables, keymap.get());
-            }
-        }
-    }
-    return result;
+    ConfigReader reader;
+    for (const QString& line : config.split(QLatin1Char('\n')))
+        reader.read(line.trimmed());
+    return reader.combinations();
 }
 
 } // namespace Platform::Sway
