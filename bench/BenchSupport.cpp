@@ -1,6 +1,9 @@
 #include "BenchSupport.h"
 
 #include <QEventLoop>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QSocketNotifier>
 #include <QThread>
 #include <QTimer>
@@ -119,7 +122,8 @@ void SettleWatch::watch(const QList<xcb_window_t>& windows)
     }
     // The window manager's frames are the root's children: their moves are heard there.
     const std::uint32_t rootMask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
-    xcb_change_window_attributes(m_connection.get(), m_connection.root(), XCB_CW_EVENT_MASK, &rootMask);
+    xcb_change_window_attributes(
+        m_connection.get(), m_connection.root(), XCB_CW_EVENT_MASK, &rootMask);
     m_extents = m_connection.frameExtents(windows);
     settleEvents();
 }
@@ -207,7 +211,6 @@ bool SettleWatch::takeConfigure(
     return true;
 }
 
-
 WindowOwners::~WindowOwners()
 {
     for (const pid_t pid : std::as_const(m_pids)) {
@@ -238,6 +241,33 @@ pid_t WindowOwners::start(
         }
     }
     ::_exit(status);
+}
+
+QList<QRect> storedFrames(const QByteArray& showJson, int apps, QSize screen)
+{
+    const QJsonArray stored
+        = QJsonDocument::fromJson(showJson).object().value(QLatin1String("apps")).toArray();
+    if (stored.size() != apps)
+        return {};
+    QList<QRect> frames(apps);
+    for (const QJsonValue& value : stored) {
+        const QJsonObject app = value.toObject();
+        const int index
+            = app.value(QLatin1String("bundleIdentifier")).toString().section(u'-', -1).toInt();
+        for (const QJsonValue& layout : app.value(QLatin1String("layouts")).toArray()) {
+            const QJsonObject frame = layout.toObject();
+            if (index < 0 || index >= apps
+                || frame.value(QLatin1String("screenWidth")).toInt() != screen.width()
+                || frame.value(QLatin1String("screenHeight")).toInt() != screen.height())
+                continue;
+            frames[index] = QRect(frame.value(QLatin1String("positionX")).toInt(),
+                frame.value(QLatin1String("positionY")).toInt(),
+                frame.value(QLatin1String("width")).toInt(),
+                frame.value(QLatin1String("height")).toInt());
+            break;
+        }
+    }
+    return frames;
 }
 
 double median(std::vector<double> values)

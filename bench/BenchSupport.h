@@ -3,8 +3,8 @@
 #pragma once
 
 #include <QByteArray>
-#include <QHash>
 #include <QElapsedTimer>
+#include <QHash>
 #include <QList>
 #include <QMargins>
 #include <QRect>
@@ -88,8 +88,9 @@ void sendLikeVantor(
 
 // Waits for windows to stand on their frames without asking the X server again and again:
 // their configure events tell when each has taken its target size, and a read of the frames
-// then confirms, again after each later move of a window manager's frame. Qt's event loop runs meanwhile, so Vantor in this process goes on.
-// It can also place the windows itself as Vantor does, for the floor Vantor is compared with.
+// then confirms, again after each later move of a window manager's frame. Qt's event loop runs
+// meanwhile, so Vantor in this process goes on. It can also place the windows itself as Vantor
+// does, for the floor Vantor is compared with.
 class SettleWatch {
 public:
     explicit SettleWatch(const QByteArray& display) : m_connection(display.constData()) { }
@@ -101,8 +102,8 @@ public:
     // Position, then size, of every window with _NET_MOVERESIZE_WINDOW; flushed once.
     void placeLikeVantor(const QList<QRect>& targets) const;
     // True once every window stands on its target; false after the timeout.
-    bool waitUntilOn(const QList<QRect>& targets,
-        std::chrono::milliseconds timeout = std::chrono::seconds(10));
+    bool waitUntilOn(
+        const QList<QRect>& targets, std::chrono::milliseconds timeout = std::chrono::seconds(10));
     // Lets late events of the last placement arrive, and drops them.
     void settleEvents() const;
 
@@ -116,6 +117,11 @@ private:
     QHash<xcb_window_t, int> m_indexOf;
     QList<QMargins> m_extents;
 };
+
+// The frames `vantor show NAME --json` gives for the apps of a workspace on a screen of this
+// size, by the number that ends each app's id ("bench-logo-3" is 3); an app without a frame
+// for that size has a null rect. Empty when the workspace does not hold `apps` apps.
+QList<QRect> storedFrames(const QByteArray& showJson, int apps, QSize screen);
 
 // The middle value: of an even count, the upper of the two in the middle; 0 for none.
 double median(std::vector<double> values);

@@ -190,30 +190,14 @@ private:
     {
         const VantorRun shown
             = VantorProcess::run({QStringLiteral("show"), kWorkspace, QStringLiteral("--json")});
-        const QJsonArray apps = QJsonDocument::fromJson(shown.standardOutput)
-                                    .object()
-                                    .value(QLatin1String("apps"))
-                                    .toArray();
-        if (apps.size() != kApps) {
+        const QList<QRect> targets
+            = storedFrames(shown.standardOutput, kApps, QSize(1920, 1080));
+        if (targets.isEmpty()) {
             fail("the workspace does not hold the ten apps", shown.describe());
             return false;
         }
-        for (const QJsonValue& value : apps) {
-            const QJsonObject app = value.toObject();
-            const int index
-                = app.value(QLatin1String("bundleIdentifier")).toString().section(u'-', -1).toInt();
-            for (const QJsonValue& layout : app.value(QLatin1String("layouts")).toArray()) {
-                const QJsonObject frame = layout.toObject();
-                if (frame.value(QLatin1String("screenWidth")).toInt() != 1920
-                    || frame.value(QLatin1String("screenHeight")).toInt() != 1080)
-                    continue;
-                m_apps[index].target = QRect(frame.value(QLatin1String("positionX")).toInt(),
-                    frame.value(QLatin1String("positionY")).toInt(),
-                    frame.value(QLatin1String("width")).toInt(),
-                    frame.value(QLatin1String("height")).toInt());
-                break;
-            }
-        }
+        for (int index = 0; index < kApps; ++index)
+            m_apps[index].target = targets[index];
         return true;
     }
 

@@ -362,28 +362,11 @@ private:
     {
         const VantorRun shown = VantorProcess::run(
             {QStringLiteral("show"), kWorkspace, QStringLiteral("--json")}, 30s, m_environment);
-        const QJsonArray apps = QJsonDocument::fromJson(shown.standardOutput)
-                                    .object()
-                                    .value(QLatin1String("apps"))
-                                    .toArray();
-        if (apps.size() != kHotkeyApps) {
+        const QList<QRect> frames
+            = Bench::storedFrames(shown.standardOutput, kHotkeyApps, QSize(1280, 720));
+        if (frames.isEmpty()) {
             fail("the workspace does not hold the ten apps", shown.describe());
             return std::nullopt;
-        }
-        QList<QRect> frames(kHotkeyApps);
-        for (const QJsonValue& value : apps) {
-            const QJsonObject app = value.toObject();
-            const int index
-                = app.value(QLatin1String("bundleIdentifier")).toString().section(u'-', -1).toInt();
-            for (const QJsonValue& layout : app.value(QLatin1String("layouts")).toArray()) {
-                const QJsonObject frame = layout.toObject();
-                if (frame.value(QLatin1String("screenWidth")).toInt() == 1280
-                    && frame.value(QLatin1String("screenHeight")).toInt() == 720)
-                    frames[index] = QRect(frame.value(QLatin1String("positionX")).toInt(),
-                        frame.value(QLatin1String("positionY")).toInt(),
-                        frame.value(QLatin1String("width")).toInt(),
-                        frame.value(QLatin1String("height")).toInt());
-            }
         }
         if (frames.contains(QRect())) {
             fail("an app has no frame for 1280x720", shown.describe());
