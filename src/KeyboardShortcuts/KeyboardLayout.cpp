@@ -3,6 +3,7 @@
 #include "KeyboardShortcuts/KeyCodeTable.h"
 #include "KeyboardShortcuts/Logging.h"
 #include "KeyboardShortcuts/XConnection.h"
+#include "KeyboardShortcuts/XkbHandles.h"
 
 #include <QObject>
 
@@ -12,14 +13,8 @@
 namespace KeyboardShortcuts {
 namespace {
 
-struct ContextDeleter {
-    void operator()(xkb_context* context) const { xkb_context_unref(context); }
-};
-struct KeymapDeleter {
-    void operator()(xkb_keymap* keymap) const { xkb_keymap_unref(keymap); }
-};
-using Context = std::unique_ptr<xkb_context, ContextDeleter>;
-using Keymap = std::unique_ptr<xkb_keymap, KeymapDeleter>;
+using Xkb::Context;
+using Xkb::Keymap;
 
 bool isLatin(xkb_keysym_t keysym)
 {

@@ -3,7 +3,7 @@
 #include <QHash>
 #include <QRegularExpression>
 
-#include <xkbcommon/xkbcommon.h>
+#include "KeyboardShortcuts/XkbHandles.h"
 
 #include <algorithm>
 #include <memory>
@@ -11,21 +11,18 @@
 namespace Platform::Sway {
 namespace {
 
-struct ContextDeleter {
-    void operator()(xkb_context* context) const { xkb_context_unref(context); }
-};
-struct KeymapDeleter {
-    void operator()(xkb_keymap* keymap) const { xkb_keymap_unref(keymap); }
-};
-using Keymap = std::unique_ptr<xkb_keymap, KeymapDeleter>;
+using KeyboardShortcuts::Xkb::Keymap;
 
-Keymap defaultKeymap()
+// The layout xkbcommon takes by default does not change while Vantor runs: compiled once.
+xkb_keymap* defaultKeymap()
 {
-    const std::unique_ptr<xkb_context, ContextDeleter> context(
-        xkb_context_new(XKB_CONTEXT_NO_FLAGS));
-    if (!context)
-        return {};
-    return Keymap(xkb_keymap_new_from_names(context.get(), nullptr, XKB_KEYMAP_COMPILE_NO_FLAGS));
+    static const Keymap keymap = [] {
+        const KeyboardShortcuts::Xkb::Context context(xkb_context_new(XKB_CONTEXT_NO_FLAGS));
+        return context
+            ? Keymap(xkb_keymap_new_from_names(context.get(), nullptr, XKB_KEYMAP_COMPILE_NO_FLAGS))
+            : Keymap();
+    }();
+    return keymap.get();
 }
 
 // Every key that gives the symbol on its first level, in the first layout.
@@ -118,10 +115,9 @@ private:
     void readStatement(const QString& line, const QStringList& words);
     void add(const QString& combination, bool byCode)
     {
-        m_combinations += combinationsOf(combination, byCode, m_variables, m_keymap.get());
+        m_combinations += combinationsOf(combination, byCode, m_variables, defaultKeymap());
     }
 
-    const Keymap m_keymap = defaultKeymap();
     QHash<QString, QString> m_variables;
     QList<KeyCombination> m_combinations;
     int m_otherModeDepth = 0; // inside `mode "resize" { ... }`
