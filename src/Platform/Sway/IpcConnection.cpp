@@ -18,8 +18,6 @@ QString eventName(EventType type)
         return QStringLiteral("window");
     case EventType::Binding:
         return QStringLiteral("binding");
-    case EventType::Shutdown:
-        return QStringLiteral("shutdown");
     }
     return {};
 }

@@ -40,7 +40,7 @@ public:
     std::optional<QJsonDocument> request(MessageType type, const QByteArray& payload = {});
     // Waits until every request sent so far has been answered; false when sway went away.
     bool waitForReplies();
-    // Events of these kinds ("window", "binding", "shutdown"...) arrive through
+    // Events of these kinds ("window", "binding"...) arrive through
     // eventReceived from now on. A connection cannot be unsubscribed: drop it instead.
     bool subscribe(const QStringList& events);
 

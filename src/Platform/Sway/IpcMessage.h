@@ -22,7 +22,6 @@ enum class MessageType : quint32 {
 enum class EventType : quint32 {
     Window = 0x80000003,
     Binding = 0x80000005,
-    Shutdown = 0x80000006,
 };
 
 struct Message {
