@@ -117,11 +117,30 @@ bool TestDesktop::startWindowManager(const QString& name)
         m_error = QStringLiteral("unknown window manager %1").arg(name);
         return false;
     }
-    if (!waitUntil([this] { return m_probe->windowManagerIsReady(); }, std::chrono::seconds(10))) {
+    if (!waitUntil([this] { return m_probe->windowManagerIsReady(); }, std::chrono::seconds(10))
+        || !managesNewWindows()) {
         m_error = QStringLiteral("%1 did not become ready").arg(name);
         return false;
     }
     return true;
+}
+
+// openbox publishes its client list a moment before it takes on new windows, and a window
+// mapped in that moment is never managed. Probe windows of the harness's own are mapped until
+// one is listed; it goes again before the first test starts.
+bool TestDesktop::managesNewWindows() const
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < 10000) {
+        const std::uint32_t window = m_probe->mapProbeWindow();
+        const auto listed = [this, window] { return m_probe->clientWindows().contains(window); };
+        const bool managed = waitUntil(listed, std::chrono::milliseconds(200));
+        m_probe->destroyWindow(window);
+        if (managed)
+            return waitUntil([&] { return !listed(); }, std::chrono::seconds(5));
+    }
+    return false;
 }
 
 bool TestDesktop::startTrayHost()
@@ -167,7 +186,14 @@ qint64 TestDesktop::startApp(const QString& program, const QStringList& argument
     QProcess* process = startProcess(program, arguments);
     const qint64 pid = process->processId();
     if (pid <= 0 || !waitForWindows(pid, windows, timeout)) {
-        qWarning() << program << "showed no window in time";
+        const bool ended =
+            process->state() == QProcess::NotRunning || process->waitForFinished(0);
+        if (ended)
+            qWarning() << program << "ended before it showed a window:" << process->exitStatus()
+                       << process->exitCode() << process->errorString();
+        else
+            qWarning() << program << "showed no window in time; windows of the desktop:"
+                       << m_probe->clientWindows();
         return 0;
     }
     return pid;

@@ -61,6 +61,7 @@ public:
 private:
     bool startXvfb(const Options& options);
     bool startWindowManager(const QString& name);
+    bool managesNewWindows() const;
     bool startTrayHost();
 
     QByteArray m_display;

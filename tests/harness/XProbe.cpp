@@ -130,6 +130,26 @@ bool XProbe::isViewable(std::uint32_t window) const
     return reply && reply->map_state == XCB_MAP_STATE_VIEWABLE;
 }
 
+std::uint32_t XProbe::mapProbeWindow() const
+{
+    if (!isConnected())
+        return 0;
+    const xcb_window_t window = xcb_generate_id(d->connection);
+    xcb_create_window(d->connection, XCB_COPY_FROM_PARENT, window, d->root, 0, 0, 100, 100, 0,
+        XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+    xcb_map_window(d->connection, window);
+    xcb_flush(d->connection);
+    return window;
+}
+
+void XProbe::destroyWindow(std::uint32_t window) const
+{
+    if (!isConnected())
+        return;
+    xcb_destroy_window(d->connection, window);
+    xcb_flush(d->connection);
+}
+
 bool XProbe::isKeyFree(std::uint8_t keycode, std::uint16_t modifiers) const
 {
     const auto cookie = xcb_grab_key_checked(

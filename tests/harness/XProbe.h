@@ -25,6 +25,10 @@ public:
     QList<std::uint32_t> clientWindowsOf(std::int32_t pid) const;
     // Mapped with all its ancestors: the window manager has put it on screen.
     bool isViewable(std::uint32_t window) const;
+    // A plain top-level window of the probe's own, mapped: the window manager shows that it
+    // manages new windows by listing it.
+    std::uint32_t mapProbeWindow() const;
+    void destroyWindow(std::uint32_t window) const;
     // Whether no client holds a grab of the key with exactly these modifiers on the root
     // window: the probe takes the grab and lets it go again when it can.
     bool isKeyFree(std::uint8_t keycode, std::uint16_t modifiers) const;
