@@ -23,7 +23,8 @@ namespace {
 
 bool hasDisplay()
 {
-    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+    return !qEnvironmentVariableIsEmpty("DISPLAY")
+        || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
         || qEnvironmentVariable("QT_QPA_PLATFORM") == QLatin1String("offscreen");
 }
 
@@ -51,9 +52,10 @@ void useBackend(const Platform::BackendChoice& backend)
 int run(int argc, char** argv)
 {
     if (!hasDisplay()) {
-        std::fputs("vantor: no display (neither DISPLAY nor WAYLAND_DISPLAY is set). Start "
-                   "Vantor in an X11 or sway session, or see `vantor --help` for the command "
-                   "line.\n",
+        std::fputs(
+            "vantor: no display (neither DISPLAY nor WAYLAND_DISPLAY is set). Start "
+            "Vantor in an X11, sway or KDE Plasma session, or see `vantor --help` for the command "
+            "line.\n",
             stderr);
         return 1;
     }

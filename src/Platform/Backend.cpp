@@ -1,9 +1,13 @@
 #include "Platform/Backend.h"
 
+#include "Platform/KWin/KWinWindowSystem.h"
 #include "Platform/Sway/IpcConnection.h"
 #include "Platform/Sway/SwayWindowSystem.h"
 #include "Platform/WindowSystem.h"
 #include "Platform/X11/X11WindowSystem.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
 
 namespace Platform {
 namespace {
@@ -15,6 +19,14 @@ bool isSway(const QString& socket)
     const auto version = connection.request(Sway::MessageType::GetVersion);
     return version
         && version->object().value(QLatin1String("variant")).toString() == QLatin1String("sway");
+}
+
+// Asked on the session bus of this process, which the environment given describes.
+bool isKWinOnSessionBus()
+{
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    return bus.isConnected()
+        && bus.interface()->isServiceRegistered(QStringLiteral("org.kde.KWin"));
 }
 
 bool isWaylandSession(const QProcessEnvironment& environment)
@@ -57,8 +69,13 @@ BackendChoice backendNamed(const QString& name, const QProcessEnvironment& envir
         return sway(
             swaySocket.isEmpty() ? environment.value(QStringLiteral("I3SOCK")) : swaySocket, true);
     }
+    // Whether KWin answers is known only once the application runs (the session bus needs it):
+    // a KWin that is not there controls no window, and the trust check says so.
+    if (name == QLatin1String("kwin"))
+        return {Backend::KWin, {}, {}, true};
     return {Backend::None, {},
-        QStringLiteral("VANTOR_BACKEND=%1 names no backend Vantor has; use x11 or sway.").arg(name),
+        QStringLiteral("VANTOR_BACKEND=%1 names no backend Vantor has; use x11, sway or kwin.")
+            .arg(name),
         true};
 }
 
@@ -81,10 +98,12 @@ BackendChoice chooseBackend(const QProcessEnvironment& environment)
     if (const QString socket = environment.value(QStringLiteral("I3SOCK"));
         !socket.isEmpty() && isSway(socket))
         return sway(socket, false);
+    if (isWaylandSession(environment) && isKWinOnSessionBus())
+        return {Backend::KWin, {}, {}, false};
     if (isWaylandSession(environment))
         return {Backend::None, {},
             QStringLiteral("This Wayland session (%1) offers Vantor no way to move windows; "
-                           "Vantor works on X11 and on sway.")
+                           "Vantor works on X11, on sway and on KDE Plasma (KWin).")
                 .arg(desktopName(environment)),
             false};
     if (!environment.value(QStringLiteral("DISPLAY")).isEmpty())
@@ -126,6 +145,8 @@ std::unique_ptr<WindowSystem> createWindowSystem(const BackendChoice& choice)
         return std::make_unique<X11::X11WindowSystem>();
     case Backend::Sway:
         return std::make_unique<Sway::SwayWindowSystem>(choice.swaySocket);
+    case Backend::KWin:
+        return std::make_unique<KWin::KWinWindowSystem>();
     case Backend::None:
         break;
     }

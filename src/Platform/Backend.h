@@ -9,7 +9,7 @@
 namespace Platform {
 
 // Which desktop's window control Vantor speaks to.
-enum class Backend { X11, Sway, None };
+enum class Backend { X11, Sway, KWin, None };
 
 struct BackendChoice {
     Backend backend = Backend::None;
@@ -24,9 +24,10 @@ struct BackendChoice {
 // here: then with its problem); asks nothing of the session itself.
 std::optional<BackendChoice> forcedBackend(const QProcessEnvironment& environment);
 
-// The backend for a session described by its environment: VANTOR_BACKEND=x11|sway forces
-// one; otherwise sway when SWAYSOCK is set (or I3SOCK leads to sway), X11 when there is an
-// X display and no Wayland session.
+// The backend for a session described by its environment: VANTOR_BACKEND=x11|sway|kwin
+// forces one; otherwise sway when SWAYSOCK is set (or I3SOCK leads to sway), KWin in a
+// Wayland session whose session bus has KWin, X11 when there is an X display and no Wayland
+// session.
 BackendChoice chooseBackend(
     const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
 

@@ -6,6 +6,7 @@
 #include "Platform/Sway/KeyCombination.h"
 #include "Platform/Sway/SwayHotKeyService.h"
 #include "Platform/Sway/Tree.h"
+#include "Platform/WindowsOfProcesses.h"
 
 #include "KeyboardShortcuts/ModifierFlags.h"
 
@@ -267,9 +268,9 @@ private Q_SLOTS:
         windows[1].pid = 7;
         windows[2].id = 9;
         windows[2].pid = 8;
-        const auto result = Sway::windowsOfProcesses(windows, {7, 8, 99}, 1);
+        const auto result = Platform::windowsOfProcesses(windows, {7, 8, 99}, 1);
         QCOMPARE(result, (QList<QList<WindowId>>{{4}, {9}, {}}));
-        QCOMPARE(Sway::windowsOfProcesses(windows, {7}, 100).first(), (QList<WindowId>{4, 12}));
+        QCOMPARE(Platform::windowsOfProcesses(windows, {7}, 100).first(), (QList<WindowId>{4, 12}));
     }
 
     void nodesThatAreNotWindows()

@@ -1,9 +1,9 @@
 #include "Platform/Sway/SwayWindowSystem.h"
 
-#include "Platform/Processes.h"
 #include "Platform/Sway/IpcConnection.h"
 #include "Platform/Sway/NewWindowEvents.h"
 #include "Platform/Sway/Tree.h"
+#include "Platform/WindowsOfProcesses.h"
 #include "Util/Logging.h"
 
 #include <QEventLoop>
@@ -82,16 +82,11 @@ QList<WindowInfo> SwayWindowSystem::managedWindows()
 QList<std::optional<QList<WindowId>>> SwayWindowSystem::windowsOfProcesses(
     const QList<ProcessId>& pids, int limit)
 {
-    QList<std::optional<QList<WindowId>>> result(pids.size());
+    // Sway numbers its nodes as it makes them: the lowest id is the oldest window.
     const auto windows = pids.isEmpty() ? std::nullopt : readWindows();
     if (!windows)
-        return result;
-    const QList<QList<WindowId>> byProcess = Sway::windowsOfProcesses(*windows, pids, limit);
-    for (qsizetype i = 0; i < pids.size(); ++i) {
-        if (processExists(pids[i]))
-            result[i] = byProcess[i];
-    }
-    return result;
+        return QList<std::optional<QList<WindowId>>>(pids.size());
+    return windowsOfLiveProcesses(*windows, pids, limit);
 }
 
 void SwayWindowSystem::placeWindows(const QList<Placement>& placements)

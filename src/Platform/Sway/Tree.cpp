@@ -2,8 +2,6 @@
 
 #include <QHash>
 
-#include <algorithm>
-
 namespace Platform::Sway {
 namespace {
 
@@ -131,25 +129,6 @@ QList<WindowInfo> windowsInTree(const QJsonObject& root)
     QList<WindowInfo> windows;
     collect(root, false, windows);
     return windows;
-}
-
-QList<QList<WindowId>> windowsOfProcesses(
-    const QList<WindowInfo>& windows, const QList<ProcessId>& pids, int limit)
-{
-    // Sway numbers its nodes as it makes them: the lowest id is the oldest window.
-    QList<WindowInfo> byAge = windows;
-    std::sort(byAge.begin(), byAge.end(),
-        [](const WindowInfo& a, const WindowInfo& b) { return a.id < b.id; });
-    QList<QList<WindowId>> result;
-    for (ProcessId pid : pids) {
-        QList<WindowId> ids;
-        for (const WindowInfo& window : std::as_const(byAge)) {
-            if (window.pid == pid && ids.size() < limit)
-                ids.append(window.id);
-        }
-        result.append(ids);
-    }
-    return result;
 }
 
 ScreenSize screenSizeOfOutputs(const QJsonArray& outputs)

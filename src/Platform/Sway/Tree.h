@@ -16,10 +16,6 @@ QList<WindowInfo> windowsInTree(const QJsonObject& root);
 // window.
 std::optional<WindowInfo> windowOfNode(const QJsonObject& node);
 
-// The windows of each process, oldest window first, at most `limit` each.
-QList<QList<WindowId>> windowsOfProcesses(
-    const QList<WindowInfo>& windows, const QList<ProcessId>& pids, int limit);
-
 // The focused output's size in layout pixels (its scale applied), else the first active
 // output's; 0 by 0 without one.
 ScreenSize screenSizeOfOutputs(const QJsonArray& outputs);
