@@ -381,6 +381,13 @@ private Q_SLOTS:
         QCOMPARE(gnome.backend, Backend::None);
         QVERIFY(gnome.problem.contains(QLatin1String("Wayland session (GNOME)")));
 
+        // A Plasma session is taken for KWin's only when KWin is on the session bus.
+        const BackendChoice plasma
+            = chooseBackend(environment({{"WAYLAND_DISPLAY", QStringLiteral("wayland-0")},
+                {"XDG_CURRENT_DESKTOP", QStringLiteral("KDE")}}));
+        QCOMPARE(plasma.backend, Backend::None);
+        QVERIFY(plasma.problem.contains(QLatin1String("Wayland session (KDE)")));
+
         const BackendChoice nothing = chooseBackend(QProcessEnvironment());
         QCOMPARE(nothing.backend, Backend::None);
         QVERIFY(nothing.problem.contains(QLatin1String("DISPLAY")));
@@ -413,6 +420,11 @@ private Q_SLOTS:
         QCOMPARE(viaI3->swaySocket, QStringLiteral("/run/i3.sock"));
         QCOMPARE(forcedBackend(environment({{"VANTOR_BACKEND", QStringLiteral("sway")}}))->backend,
             Backend::None);
+
+        const auto kwin = forcedBackend(environment({{"VANTOR_BACKEND", QStringLiteral("kwin")},
+            {"SWAYSOCK", QStringLiteral("/run/sway.sock")}}));
+        QCOMPARE(kwin->backend, Backend::KWin);
+        QVERIFY(kwin->forced);
 
         const auto unknown
             = forcedBackend(environment({{"VANTOR_BACKEND", QStringLiteral("kwin9")}}));
