@@ -166,6 +166,23 @@ private:
     bool m_withGlobalShortcuts;
 };
 
+// KGlobalAccel, as far as it tells which keys a shortcut of a component holds.
+class FakeGlobalAccel final : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.kde.KGlobalAccel")
+
+public:
+    QStringList keyless;
+    QList<QStringList> asked;
+
+public Q_SLOTS:
+    QList<int> shortcut(const QStringList& action)
+    {
+        asked.append(action);
+        return keyless.contains(action.value(1)) ? QList<int>{} : QList<int>{0x4000041};
+    }
+};
+
 // The events a service hands to its handler.
 struct Events {
     QList<std::pair<KeyboardEvent::Kind, quint32>> received;
@@ -400,6 +417,32 @@ private Q_SLOTS:
         QCOMPARE(m_portal->created.size(), 1);
         m_portal->activate(QStringLiteral("vantor-shift-alt-1"));
         QTRY_COMPARE(pressed, 1);
+    }
+
+    // KDE's portal answers with the asked-for trigger even for a key another component holds.
+    void aShortcutThatKGlobalAccelGaveNoKeyIsRefused()
+    {
+        FakeGlobalAccel globalAccel;
+        globalAccel.keyless = QStringList{QStringLiteral("vantor-shift-alt-1")};
+        QDBusConnection bus(m_portalConnection);
+        QVERIFY(bus.registerObject(
+            QStringLiteral("/kglobalaccel"), &globalAccel, QDBusConnection::ExportAllSlots));
+        QVERIFY(bus.registerService(QStringLiteral("org.kde.kglobalaccel")));
+        Events events;
+        m_service->installEventHandler(events.handler());
+        QVERIFY(registerShortcut(optionShiftOne, 71));
+        QVERIFY(registerShortcut(controlA, 72));
+
+        QTRY_COMPARE(events.refusals, QList<OSStatus>{eventHotKeyExistsErr});
+        QCOMPARE(events.received.first().second, 71u);
+        QVERIFY(m_service->isHeldByAnotherClient(code(optionShiftOne), modifiers(optionShiftOne)));
+        QVERIFY(!m_service->isHeldByAnotherClient(code(controlA), modifiers(controlA)));
+        QCOMPARE(globalAccel.asked.size(), 2);
+        QCOMPARE(globalAccel.asked.first(),
+            (QStringList{QStringLiteral("vantor"), QStringLiteral("vantor-ctrl-a"),
+                QStringLiteral("vantor"), QStringLiteral("vantor-ctrl-a")}));
+        bus.unregisterService(QStringLiteral("org.kde.kglobalaccel"));
+        bus.unregisterObject(QStringLiteral("/kglobalaccel"));
     }
 
     void aShortcutReboundOnTheDesktopKeepsWorkingWithItsNewTrigger()

@@ -1,5 +1,6 @@
 #include "Platform/Portal/GlobalShortcutsPortal.h"
 
+#include "Platform/Portal/KdeActiveShortcuts.h"
 #include "Platform/Portal/PortalRequest.h"
 
 #include <QDBusObjectPath>
@@ -157,10 +158,14 @@ void GlobalShortcutsPortal::bindShortcuts(const PortalShortcuts& shortcuts)
                 failExchange(QStringLiteral("the portal bound no shortcuts (response %1)").arg(response));
                 return;
             }
-            // A newer set is on its way: what this one got no longer matters.
-            if (!m_waiting)
-                Q_EMIT bound(portalShortcutsOf(results.value(QStringLiteral("shortcuts"))));
-            finishExchange();
+            KdeActiveShortcuts::correct(m_bus, m_sessionToken,
+                portalShortcutsOf(results.value(QStringLiteral("shortcuts"))), timeoutMs, this,
+                [this](const PortalShortcuts& shortcuts) {
+                    // A newer set is on its way: what this one got no longer matters.
+                    if (!m_waiting)
+                        Q_EMIT bound(shortcuts);
+                    finishExchange();
+                });
         });
 }
 
