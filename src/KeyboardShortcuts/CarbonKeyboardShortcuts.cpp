@@ -159,6 +159,8 @@ OSStatus CarbonKeyboardShortcuts::carbonKeyboardShortcutsEventHandler(const Keyb
     case KeyboardEvent::rawKeyDown:
     case KeyboardEvent::rawKeyUp:
         return handleRawKeyEvent(*event);
+    case KeyboardEvent::hotKeyRefused:
+        return handleRefusedHotKey(*event);
     default:
         return eventNotHandledErr;
     }
@@ -201,6 +203,19 @@ OSStatus CarbonKeyboardShortcuts::handleRawKeyEvent(const KeyboardEvent& event)
     default:
         return eventNotHandledErr;
     }
+}
+
+OSStatus CarbonKeyboardShortcuts::handleRefusedHotKey(const KeyboardEvent& event)
+{
+    if (event.hotKeyID.signature != hotKeySignature)
+        return eventNotHandledErr;
+    const auto it = state().hotKeys.find(event.hotKeyID.id);
+    if (it == state().hotKeys.end())
+        return eventNotHandledErr;
+    // The service has dropped the registration already: nothing to unregister.
+    printRegistrationError(it->second.shortcut, event.status);
+    state().hotKeys.erase(it);
+    return noErr;
 }
 
 bool CarbonKeyboardShortcuts::isRegistered(const Shortcut& shortcut)

@@ -45,6 +45,8 @@ public:
     static OSStatus carbonKeyboardShortcutsEventHandler(const KeyboardEvent* event);
     static OSStatus handleHotKeyEvent(const KeyboardEvent& event);
     static OSStatus handleRawKeyEvent(const KeyboardEvent& event);
+    // A registration the service took first and refused later, as if refused at once.
+    static OSStatus handleRefusedHotKey(const KeyboardEvent& event);
 
     // The registrations by identifier, and whether the event handler is installed.
     static QMap<quint32, Shortcut> hotKeys();

@@ -35,9 +35,13 @@ struct KeyboardEvent {
         rawKeyUp = 3,
         hotKeyPressed = 5,
         hotKeyReleased = 6,
+        // A service that answers registrations later: it has taken back the registration of
+        // hotKeyID, for the reason in status.
+        hotKeyRefused = 7,
     };
     Kind kind = rawKeyDown;
     EventHotKeyID hotKeyID; // hot-key events
+    OSStatus status = noErr; // hotKeyRefused
     quint32 keyCode = 0; // raw key events: the virtual key code
     quint32 modifiers = 0; // raw key events: modifiers in the hot-key encoding
 };
@@ -61,7 +65,8 @@ public:
         = 0;
     virtual OSStatus unregisterEventHotKey(EventHotKeyRef ref) = 0;
 
-    // The handler gets no events until hot-key events are enabled.
+    // The handler gets no key events until hot-key events are enabled; a refusal comes
+    // whenever the service learns of it.
     virtual OSStatus installEventHandler(EventHandler handler) = 0;
     virtual void setHotKeyEventsEnabled(bool enabled) = 0;
 

@@ -103,6 +103,33 @@ private Q_SLOTS:
             CarbonKeyboardShortcuts::hotKeys(), (QMap<quint32, Shortcut>{{refused + 1, controlA}}));
     }
 
+    void aRegistrationRefusedLaterIsReportedAndForgottenLikeOneRefusedAtOnce()
+    {
+        Calls calls;
+        CarbonKeyboardShortcuts::register_(commandOne, calls.down(), calls.up());
+        CarbonKeyboardShortcuts::register_(controlA, calls.down(), calls.up());
+        QVERIFY(m_service->handler);
+        const auto refused = m_service->live.begin();
+        const quint32 id = refused->second.id.id;
+        m_service->live.erase(refused);
+        ShortcutConsoleCapture console;
+        KeyboardEvent refusal;
+        refusal.kind = KeyboardEvent::hotKeyRefused;
+        refusal.hotKeyID = {CarbonKeyboardShortcuts::hotKeySignature, id};
+        refusal.status = eventHotKeyExistsErr;
+        const int unregisterCalls = m_service->unregisterCalls;
+
+        QCOMPARE(m_service->handler(&refusal), noErr);
+        QCOMPARE(
+            console.lines(), QStringList{QStringLiteral("Error registering hotkey ⌘1: -9878")});
+        QVERIFY(!CarbonKeyboardShortcuts::isRegistered(commandOne));
+        QVERIFY(CarbonKeyboardShortcuts::isRegistered(controlA));
+        QCOMPARE(m_service->unregisterCalls, unregisterCalls);
+        // Told twice, or of a registration it never had, the layer has nothing to do.
+        QCOMPARE(m_service->handler(&refusal), eventNotHandledErr);
+        QCOMPARE(console.lines().size(), 1);
+    }
+
     void theEventHandlerComesWithTheFirstSuccessfulRegistration()
     {
         if (CarbonKeyboardShortcuts::hasEventHandler())

@@ -3,6 +3,7 @@
 #include "KeyboardShortcuts/KeyCodeTable.h"
 #include "KeyboardShortcuts/ModifierFlags.h"
 #include "Platform/Sway/IpcConnection.h"
+#include "Platform/WaylandRawKey.h"
 #include "Util/Logging.h"
 
 #include <QJsonArray>
@@ -108,24 +109,7 @@ void SwayHotKeyService::setHotKeyEventsEnabled(bool enabled)
 
 std::optional<RawKey> SwayHotKeyService::rawKey(quint32 nativeScanCode, quint32 nativeModifiers)
 {
-    // Qt's Wayland keys carry the X key code and xkb's modifier mask.
-    const auto keyCode = KeyCodeTable::carbonKeyCodeOfXKeycode(int(nativeScanCode));
-    if (!keyCode)
-        return std::nullopt;
-    quint32 modifiers = 0;
-    if (nativeModifiers & shiftMask)
-        modifiers |= CarbonModifier::shiftKey;
-    if (nativeModifiers & lockMask)
-        modifiers |= CarbonModifier::alphaLock;
-    if (nativeModifiers & controlMask)
-        modifiers |= CarbonModifier::controlKey;
-    if (nativeModifiers & mod1Mask)
-        modifiers |= CarbonModifier::optionKey;
-    if (nativeModifiers & mod2Mask)
-        modifiers |= CarbonModifier::numLock;
-    if (nativeModifiers & mod4Mask)
-        modifiers |= CarbonModifier::cmdKey;
-    return RawKey{quint32(*keyCode), modifiers};
+    return waylandRawKey(nativeScanCode, nativeModifiers);
 }
 
 bool SwayHotKeyService::isHeldByAnotherClient(quint32 keyCode, quint32 modifiers)

@@ -1,0 +1,554 @@
+// Global hot keys through the desktop portal's GlobalShortcuts, against a portal that the
+// test serves on a private session bus.
+#include "KeyboardShortcutsTestSupport.h"
+#include "KeyboardShortcuts/KeyboardLayout.h"
+#include "Platform/Portal/PortalHotKeyService.h"
+#include "Platform/Portal/ShortcutTrigger.h"
+#include "Platform/WaylandRawKey.h"
+
+#include "TestMain.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusObjectPath>
+#include <QDBusVariant>
+#include <QDBusVirtualObject>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <memory>
+
+using namespace KeyboardShortcuts;
+using namespace Platform::Portal;
+using namespace TestShortcuts;
+
+namespace {
+
+const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
+const QString shortcutsInterface = QStringLiteral("org.freedesktop.portal.GlobalShortcuts");
+
+QString senderPart(const QString& uniqueName)
+{
+    return uniqueName.mid(1).replace(QLatin1Char('.'), QLatin1Char('_'));
+}
+
+// The portal as far as Vantor uses it: sessions made with their shortcuts, bound, closed; a
+// trigger listed in `refused` comes back without a key, as a desktop answers for a key it
+// did not give.
+class FakeGlobalShortcutsPortal final : public QDBusVirtualObject {
+public:
+    explicit FakeGlobalShortcutsPortal(QDBusConnection bus, bool withGlobalShortcuts = true)
+        : m_bus(std::move(bus)), m_withGlobalShortcuts(withGlobalShortcuts)
+    {
+    }
+
+    QList<PortalShortcuts> created;
+    QList<PortalShortcuts> bound;
+    QStringList closed;
+    QStringList refused;
+    QString session;
+
+    QString introspect(const QString&) const override { return {}; }
+
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override
+    {
+        Q_UNUSED(connection)
+        const QString member = message.member();
+        if (message.interface() == QLatin1String("org.freedesktop.DBus.Properties"))
+            return version(message);
+        if (message.interface() == QLatin1String("org.freedesktop.portal.Session")
+            && member == QLatin1String("Close")) {
+            closed.append(message.path());
+            if (message.path() == session)
+                session.clear();
+            m_bus.send(message.createReply());
+            return true;
+        }
+        if (message.interface() != shortcutsInterface || !m_withGlobalShortcuts)
+            return false;
+        if (member == QLatin1String("CreateSession"))
+            return createSession(message);
+        if (member == QLatin1String("BindShortcuts"))
+            return bindShortcuts(message);
+        return false;
+    }
+
+    void emitSignal(const QString& name, const QVariantList& arguments)
+    {
+        QDBusMessage signal = QDBusMessage::createSignal(portalPath, shortcutsInterface, name);
+        signal.setArguments(arguments);
+        m_bus.send(signal);
+    }
+    void activate(const QString& id)
+    {
+        emitSignal(QStringLiteral("Activated"),
+            {QVariant::fromValue(QDBusObjectPath(session)), id, QVariant::fromValue(qulonglong(7)),
+                QVariantMap()});
+    }
+    void deactivate(const QString& id)
+    {
+        emitSignal(QStringLiteral("Deactivated"),
+            {QVariant::fromValue(QDBusObjectPath(session)), id, QVariant::fromValue(qulonglong(8)),
+                QVariantMap()});
+    }
+    void changeTrigger(const QString& id, const QString& trigger)
+    {
+        const PortalShortcuts changed{
+            {id, {{QStringLiteral("description"), QStringLiteral("changed")},
+                     {QStringLiteral("trigger_description"), trigger}}}};
+        emitSignal(QStringLiteral("ShortcutsChanged"),
+            {QVariant::fromValue(QDBusObjectPath(session)), QVariant::fromValue(changed)});
+    }
+
+    static QStringList preferredTriggers(const PortalShortcuts& shortcuts)
+    {
+        QStringList triggers;
+        for (const PortalShortcut& shortcut : shortcuts)
+            triggers.append(shortcut.properties.value(QStringLiteral("preferred_trigger")).toString());
+        return triggers;
+    }
+
+private:
+    bool version(const QDBusMessage& message)
+    {
+        if (!m_withGlobalShortcuts || message.arguments().value(0).toString() != shortcutsInterface) {
+            m_bus.send(message.createErrorReply(QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"),
+                QStringLiteral("No such interface “%1”").arg(message.arguments().value(0).toString())));
+            return true;
+        }
+        m_bus.send(message.createReply(QVariant::fromValue(QDBusVariant(QVariant::fromValue(1u)))));
+        return true;
+    }
+
+    // Answers with the request's path, then with its Response, as the portal does.
+    void respond(const QDBusMessage& call, const QVariantMap& options, const QVariantMap& results)
+    {
+        const QString token = options.value(QStringLiteral("handle_token")).toString();
+        const QString path = QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2")
+                                 .arg(senderPart(call.service()), token);
+        m_bus.send(call.createReply(QVariant::fromValue(QDBusObjectPath(path))));
+        QDBusMessage response = QDBusMessage::createSignal(
+            path, QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response"));
+        response << 0u << results;
+        m_bus.send(response);
+    }
+
+    bool createSession(const QDBusMessage& call)
+    {
+        const QVariantMap options = qdbus_cast<QVariantMap>(call.arguments().value(0));
+        created.append(portalShortcutsOf(options.value(QStringLiteral("shortcuts"))));
+        session = QStringLiteral("/org/freedesktop/portal/desktop/session/%1/%2")
+                      .arg(senderPart(call.service()),
+                          options.value(QStringLiteral("session_handle_token")).toString());
+        respond(call, options, {{QStringLiteral("session_handle"), session}});
+        return true;
+    }
+
+    bool bindShortcuts(const QDBusMessage& call)
+    {
+        const PortalShortcuts shortcuts = portalShortcutsOf(call.arguments().value(1));
+        bound.append(shortcuts);
+        PortalShortcuts answer;
+        for (const PortalShortcut& shortcut : shortcuts) {
+            const QString preferred
+                = shortcut.properties.value(QStringLiteral("preferred_trigger")).toString();
+            answer.append({shortcut.id,
+                {{QStringLiteral("description"), shortcut.properties.value(QStringLiteral("description"))},
+                    {QStringLiteral("trigger_description"),
+                        refused.contains(preferred) ? QString() : QStringLiteral("<%1>").arg(preferred)}}});
+        }
+        respond(call, qdbus_cast<QVariantMap>(call.arguments().value(3)),
+            {{QStringLiteral("shortcuts"), QVariant::fromValue(answer)}});
+        return true;
+    }
+
+    QDBusConnection m_bus;
+    bool m_withGlobalShortcuts;
+};
+
+// KGlobalAccel, as far as it tells which keys a shortcut of a component holds.
+class FakeGlobalAccel final : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.kde.KGlobalAccel")
+
+public:
+    QStringList keyless;
+    QList<QStringList> asked;
+
+public Q_SLOTS:
+    QList<int> shortcut(const QStringList& action)
+    {
+        asked.append(action);
+        return keyless.contains(action.value(1)) ? QList<int>{} : QList<int>{0x4000041};
+    }
+};
+
+// The events a service hands to its handler.
+struct Events {
+    QList<std::pair<KeyboardEvent::Kind, quint32>> received;
+    QList<OSStatus> refusals;
+    HotKeyService::EventHandler handler()
+    {
+        return [this](const KeyboardEvent* event) {
+            if (event->kind == KeyboardEvent::hotKeyRefused)
+                refusals.append(event->status);
+            received.append({event->kind, event->hotKeyID.id});
+            return noErr;
+        };
+    }
+};
+
+quint32 code(const Shortcut& shortcut)
+{
+    return quint32(shortcut.carbonKeyCode);
+}
+quint32 modifiers(const Shortcut& shortcut)
+{
+    return quint32(shortcut.carbonModifiers);
+}
+
+const Shortcut controlCommandF5(Key::f5, ModifierFlag::control | ModifierFlag::command);
+
+} // namespace
+
+class PortalShortcutsTest final : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_busDirectory;
+    QProcess m_bus;
+    QString m_address;
+    int m_portals = 0;
+    QString m_portalConnection;
+    std::unique_ptr<FakeGlobalShortcutsPortal> m_portal;
+    std::unique_ptr<PortalHotKeyService> m_service;
+
+    QDBusConnection client() const
+    {
+        return QDBusConnection::connectToBus(m_address, QStringLiteral("client"));
+    }
+
+    // A portal of its own for each test, on a connection of its own.
+    bool startPortal(bool withGlobalShortcuts = true)
+    {
+        m_portalConnection = QStringLiteral("portal%1").arg(++m_portals);
+        QDBusConnection bus = QDBusConnection::connectToBus(m_address, m_portalConnection);
+        m_portal = std::make_unique<FakeGlobalShortcutsPortal>(bus, withGlobalShortcuts);
+        if (!bus.registerVirtualObject(portalPath, m_portal.get(), QDBusConnection::SubPath)) {
+            qWarning() << "no portal object" << bus.lastError().message();
+            return false;
+        }
+        if (!bus.registerService(QStringLiteral("org.freedesktop.portal.Desktop"))) {
+            qWarning() << "no portal name" << bus.lastError().message();
+            return false;
+        }
+        return true;
+    }
+
+    void stopPortal()
+    {
+        if (m_portalConnection.isEmpty())
+            return;
+        QDBusConnection bus(m_portalConnection);
+        bus.unregisterService(QStringLiteral("org.freedesktop.portal.Desktop"));
+        bus.unregisterObject(portalPath, QDBusConnection::UnregisterTree);
+        QDBusConnection::disconnectFromBus(m_portalConnection);
+        m_portalConnection.clear();
+    }
+
+    EventHotKeyRef registerShortcut(const Shortcut& shortcut, quint32 id)
+    {
+        EventHotKeyRef ref = 0;
+        const OSStatus status = m_service->registerEventHotKey(
+            code(shortcut), modifiers(shortcut), {CarbonKeyboardShortcuts::hotKeySignature, id}, &ref);
+        return status == noErr ? ref : 0;
+    }
+
+    // Lets the event loop run a while for what must not happen.
+    static void settle() { QTest::qWait(300); }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(KeyboardLayout::current().useKeymapFromNames(QStringLiteral("us")));
+        // No service directories: a call to a portal that went away must not start the real one.
+        QVERIFY(m_busDirectory.isValid());
+        QFile config(m_busDirectory.filePath(QStringLiteral("bus.conf")));
+        QVERIFY(config.open(QIODevice::WriteOnly));
+        config.write(QStringLiteral(R"(<busconfig>
+              <type>session</type>
+              <listen>unix:dir=%1</listen>
+              <auth>EXTERNAL</auth>
+              <policy context="default">
+                <allow send_destination="*" eavesdrop="true"/>
+                <allow eavesdrop="true"/>
+                <allow own="*"/>
+              </policy>
+            </busconfig>)")
+                         .arg(m_busDirectory.path())
+                         .toUtf8());
+        config.close();
+        m_bus.start(QStringLiteral("dbus-daemon"),
+            {QStringLiteral("--config-file=") + config.fileName(), QStringLiteral("--nofork"),
+                QStringLiteral("--print-address")});
+        QVERIFY(m_bus.waitForStarted());
+        QVERIFY(m_bus.waitForReadyRead(10000));
+        m_address = QString::fromLatin1(m_bus.readLine().trimmed());
+        QVERIFY(!m_address.isEmpty());
+        QVERIFY(client().isConnected());
+        registerPortalShortcutTypes();
+    }
+
+    void cleanupTestCase()
+    {
+        QDBusConnection::disconnectFromBus(QStringLiteral("client"));
+        m_bus.kill();
+        m_bus.waitForFinished();
+    }
+
+    void init()
+    {
+        failOnUnexpectedWarnings();
+        QVERIFY(startPortal());
+        m_service = std::make_unique<PortalHotKeyService>(client());
+    }
+
+    void cleanup()
+    {
+        startAfresh();
+        m_service.reset();
+        stopPortal();
+        m_portal.reset();
+    }
+
+    void triggersTakeTheFormKdeReads()
+    {
+        QCOMPARE(preferredTrigger(code(optionShiftOne), modifiers(optionShiftOne)),
+            QStringLiteral("SHIFT+ALT+1"));
+        QCOMPARE(preferredTrigger(code(controlCommandF5), modifiers(controlCommandF5)),
+            QStringLiteral("CTRL+LOGO+F5"));
+        QCOMPARE(preferredTrigger(code(controlA), modifiers(controlA)), QStringLiteral("CTRL+a"));
+        const Shortcut escape(Key::escape, ModifierFlag::command);
+        QCOMPARE(preferredTrigger(code(escape), modifiers(escape)), QStringLiteral("LOGO+Escape"));
+        const Shortcut pageUp(Key::pageUp, ModifierFlag::option);
+        QCOMPARE(preferredTrigger(code(pageUp), modifiers(pageUp)), QStringLiteral("ALT+Page_Up"));
+        QCOMPARE(preferredTrigger(99999, 0), std::nullopt);
+        QCOMPARE(PortalHotKeyService::shortcutId(code(optionShiftOne), modifiers(optionShiftOne)),
+            QStringLiteral("vantor-shift-alt-1"));
+    }
+
+    void severalRegistrationsMakeOneSessionWithEveryShortcut()
+    {
+        Events events;
+        m_service->installEventHandler(events.handler());
+        settle(); // the portal has told its version: nothing holds the session back any more
+        QVERIFY(registerShortcut(optionShiftOne, 1));
+        QVERIFY(registerShortcut(controlCommandF5, 2));
+        QVERIFY(registerShortcut(controlA, 3));
+
+        QTRY_COMPARE(m_portal->bound.size(), 1);
+        settle();
+        QCOMPARE(m_portal->created.size(), 1);
+        QCOMPARE(FakeGlobalShortcutsPortal::preferredTriggers(m_portal->created.first()),
+            (QStringList{QStringLiteral("CTRL+a"), QStringLiteral("CTRL+LOGO+F5"),
+                QStringLiteral("SHIFT+ALT+1")}));
+        QCOMPARE(m_portal->bound.first(), m_portal->created.first());
+        QCOMPARE(m_portal->created.first().first().id, QStringLiteral("vantor-ctrl-a"));
+        QVERIFY(m_service->trigger(QStringLiteral("vantor-ctrl-a")));
+        QCOMPARE(*m_service->trigger(QStringLiteral("vantor-ctrl-a")), QStringLiteral("<CTRL+a>"));
+        QVERIFY(events.refusals.isEmpty());
+        QVERIFY(m_portal->closed.isEmpty());
+    }
+
+    void activationsArePressesAndReleasesOfTheirHotKeyWhileEnabled()
+    {
+        Events events;
+        m_service->installEventHandler(events.handler());
+        QVERIFY(registerShortcut(optionShiftOne, 11));
+        QVERIFY(registerShortcut(controlA, 12));
+        QTRY_COMPARE(m_portal->bound.size(), 1);
+
+        m_portal->activate(QStringLiteral("vantor-ctrl-a"));
+        settle();
+        QVERIFY2(events.received.isEmpty(), "delivered before hot-key events were enabled");
+
+        m_service->setHotKeyEventsEnabled(true);
+        m_portal->activate(QStringLiteral("vantor-ctrl-a"));
+        m_portal->deactivate(QStringLiteral("vantor-ctrl-a"));
+        m_portal->activate(QStringLiteral("vantor-shift-alt-1"));
+        m_portal->activate(QStringLiteral("vantor-ctrl-z"));
+        QTRY_COMPARE(events.received.size(), 3);
+        QCOMPARE(events.received,
+            (QList<std::pair<KeyboardEvent::Kind, quint32>>{{KeyboardEvent::hotKeyPressed, 12},
+                {KeyboardEvent::hotKeyReleased, 12}, {KeyboardEvent::hotKeyPressed, 11}}));
+
+        m_service->setHotKeyEventsEnabled(false);
+        m_portal->activate(QStringLiteral("vantor-ctrl-a"));
+        settle();
+        QCOMPARE(events.received.size(), 3);
+    }
+
+    void unregisteringMakesTheSessionAnewWithoutIt()
+    {
+        Events events;
+        m_service->installEventHandler(events.handler());
+        m_service->setHotKeyEventsEnabled(true);
+        const EventHotKeyRef first = registerShortcut(optionShiftOne, 21);
+        QVERIFY(registerShortcut(controlA, 22));
+        QTRY_COMPARE(m_portal->bound.size(), 1);
+        const QString firstSession = m_portal->session;
+
+        QCOMPARE(m_service->unregisterEventHotKey(first), noErr);
+        QTRY_COMPARE(m_portal->bound.size(), 2);
+        QCOMPARE(m_portal->closed, QStringList{firstSession});
+        QCOMPARE(m_portal->created.size(), 2);
+        QCOMPARE(FakeGlobalShortcutsPortal::preferredTriggers(m_portal->created.last()),
+            QStringList{QStringLiteral("CTRL+a")});
+        // KDE still holds the key of a shortcut left out: its activations go nowhere.
+        m_portal->activate(QStringLiteral("vantor-shift-alt-1"));
+        m_portal->activate(QStringLiteral("vantor-ctrl-a"));
+        QTRY_COMPARE(events.received.size(), 1);
+        QCOMPARE(events.received.first().second, 22u);
+    }
+
+    void unregisteringAndRegisteringAgainInOneTurnLeavesTheSessionAlone()
+    {
+        const EventHotKeyRef ref = registerShortcut(controlA, 31);
+        QTRY_COMPARE(m_portal->bound.size(), 1);
+        QCOMPARE(m_service->unregisterEventHotKey(ref), noErr);
+        QVERIFY(registerShortcut(controlA, 31));
+        settle();
+        QCOMPARE(m_portal->created.size(), 1);
+        QVERIFY(m_portal->closed.isEmpty());
+    }
+
+    void aShortcutBoundWithoutTriggerIsTheLibrarysRegistrationFailure()
+    {
+        m_portal->refused = QStringList{QStringLiteral("CTRL+a")};
+        auto* service = m_service.release();
+        CarbonKeyboardShortcuts::setService(std::unique_ptr<HotKeyService>(service));
+        int pressed = 0;
+        const auto down = [&pressed](const Shortcut&) { ++pressed; };
+        ShortcutConsoleCapture console;
+        CarbonKeyboardShortcuts::register_(controlA, down, [](const Shortcut&) {});
+        CarbonKeyboardShortcuts::register_(optionShiftOne, down, [](const Shortcut&) {});
+        QVERIFY(CarbonKeyboardShortcuts::isRegistered(controlA));
+
+        QTRY_COMPARE(console.lines(), QStringList{QStringLiteral("Error registering hotkey ⌃A: -9878")});
+        QVERIFY(!CarbonKeyboardShortcuts::isRegistered(controlA));
+        QVERIFY(CarbonKeyboardShortcuts::isRegistered(optionShiftOne));
+        QVERIFY(service->isHeldByAnotherClient(code(controlA), modifiers(controlA)));
+        QVERIFY(!service->isHeldByAnotherClient(code(optionShiftOne), modifiers(optionShiftOne)));
+        QVERIFY(CarbonKeyboardShortcuts::isReservedBySystem(controlA));
+        // The refused shortcut has no key: the session stays as it is.
+        settle();
+        QCOMPARE(m_portal->created.size(), 1);
+        m_portal->activate(QStringLiteral("vantor-shift-alt-1"));
+        QTRY_COMPARE(pressed, 1);
+    }
+
+    // KDE's portal answers with the asked-for trigger even for a key another component holds.
+    void aShortcutThatKGlobalAccelGaveNoKeyIsRefused()
+    {
+        FakeGlobalAccel globalAccel;
+        globalAccel.keyless = QStringList{QStringLiteral("vantor-shift-alt-1")};
+        QDBusConnection bus(m_portalConnection);
+        QVERIFY(bus.registerObject(
+            QStringLiteral("/kglobalaccel"), &globalAccel, QDBusConnection::ExportAllSlots));
+        QVERIFY(bus.registerService(QStringLiteral("org.kde.kglobalaccel")));
+        Events events;
+        m_service->installEventHandler(events.handler());
+        QVERIFY(registerShortcut(optionShiftOne, 71));
+        QVERIFY(registerShortcut(controlA, 72));
+
+        QTRY_COMPARE(events.refusals, QList<OSStatus>{eventHotKeyExistsErr});
+        QCOMPARE(events.received.first().second, 71u);
+        QVERIFY(m_service->isHeldByAnotherClient(code(optionShiftOne), modifiers(optionShiftOne)));
+        QVERIFY(!m_service->isHeldByAnotherClient(code(controlA), modifiers(controlA)));
+        QCOMPARE(globalAccel.asked.size(), 2);
+        QCOMPARE(globalAccel.asked.first(),
+            (QStringList{QStringLiteral("vantor"), QStringLiteral("vantor-ctrl-a"),
+                QStringLiteral("vantor"), QStringLiteral("vantor-ctrl-a")}));
+        bus.unregisterService(QStringLiteral("org.kde.kglobalaccel"));
+        bus.unregisterObject(QStringLiteral("/kglobalaccel"));
+    }
+
+    void aShortcutReboundOnTheDesktopKeepsWorkingWithItsNewTrigger()
+    {
+        Events events;
+        m_service->installEventHandler(events.handler());
+        m_service->setHotKeyEventsEnabled(true);
+        QVERIFY(registerShortcut(controlA, 41));
+        QTRY_COMPARE(m_service->trigger(QStringLiteral("vantor-ctrl-a")), QStringLiteral("<CTRL+a>"));
+        QSignalSpy changes(m_service.get(), &PortalHotKeyService::triggerChanged);
+
+        m_portal->changeTrigger(QStringLiteral("vantor-ctrl-a"), QStringLiteral("Meta+Alt+B"));
+        QTRY_COMPARE(changes.size(), 1);
+        QCOMPARE(changes.first(),
+            (QVariantList{QStringLiteral("vantor-ctrl-a"), QStringLiteral("Meta+Alt+B")}));
+        QCOMPARE(m_service->trigger(QStringLiteral("vantor-ctrl-a")), QStringLiteral("Meta+Alt+B"));
+        m_portal->activate(QStringLiteral("vantor-ctrl-a"));
+        QTRY_COMPARE(events.received.size(), 1);
+        QCOMPARE(events.received.first().second, 41u);
+        QCOMPARE(m_portal->created.size(), 1);
+    }
+
+    void withoutGlobalShortcutsEveryRegistrationFailsClearly()
+    {
+        m_service.reset();
+        stopPortal();
+        QVERIFY(startPortal(false));
+        QTest::ignoreMessage(QtWarningMsg,
+            QRegularExpression(QStringLiteral("^Global hot keys are not available: the desktop "
+                                              "portal offers no GlobalShortcuts .*")));
+        m_service = std::make_unique<PortalHotKeyService>(client());
+        QSignalSpy unavailable(m_service.get(), &PortalHotKeyService::unavailable);
+        Events events;
+        m_service->installEventHandler(events.handler());
+        QVERIFY(registerShortcut(controlA, 51));
+
+        QTRY_COMPARE(unavailable.size(), 1);
+        QCOMPARE(events.refusals, QList<OSStatus>{eventInternalErr});
+        QVERIFY(!m_service->isAvailable());
+        EventHotKeyRef ref = 0;
+        QCOMPARE(m_service->registerEventHotKey(code(controlA), modifiers(controlA),
+                     {CarbonKeyboardShortcuts::hotKeySignature, 52}, &ref),
+            eventInternalErr);
+        settle();
+        QVERIFY(m_portal->created.isEmpty());
+    }
+
+    void thePortalGoingAwayLeavesTheServiceStanding()
+    {
+        Events events;
+        m_service->installEventHandler(events.handler());
+        m_service->setHotKeyEventsEnabled(true);
+        QVERIFY(registerShortcut(controlA, 61));
+        QTRY_COMPARE(m_portal->bound.size(), 1);
+
+        QTest::ignoreMessage(QtWarningMsg,
+            QRegularExpression(QStringLiteral("^Global shortcuts portal: the desktop portal went away$")));
+        stopPortal();
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^Global shortcuts portal: .*")));
+        QVERIFY(registerShortcut(optionShiftOne, 62));
+        settle();
+        settle();
+        QVERIFY(events.received.isEmpty());
+        m_service.reset();
+    }
+
+    void waylandKeysAreTranslatedForTheRecorder()
+    {
+        // Qt's Wayland key events: X key code 10 is the 1 key; Shift 1, Mod1 8, Mod4 64.
+        const auto key = m_service->rawKey(10, 1 | 8);
+        QVERIFY(key);
+        QCOMPARE(key->keyCode, quint32(Key::one.rawValue));
+        QCOMPARE(key->modifiers, quint32(CarbonModifier::shiftKey | CarbonModifier::optionKey));
+        QCOMPARE(m_service->rawKey(38, 64)->modifiers, quint32(CarbonModifier::cmdKey));
+        QCOMPARE(m_service->rawKey(0, 0), std::nullopt);
+    }
+};
+
+VANTOR_UNIT_TEST_MAIN(PortalShortcutsTest)
+#include "tst_portal_shortcuts.moc"
