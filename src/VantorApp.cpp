@@ -5,6 +5,7 @@
 #include "Platform/Backend.h"
 #include "Platform/DesktopIdentity.h"
 #include "Platform/SingleInstance.h"
+#include "Platform/Portal/PortalHotKeyService.h"
 #include "Platform/Sway/SwayHotKeyService.h"
 #include "Platform/UnixSignalWatcher.h"
 #include "Shell/MainWindow.h"
@@ -45,6 +46,10 @@ void useBackend(const Platform::BackendChoice& backend)
     if (backend.backend == Platform::Backend::Sway)
         KeyboardShortcuts::CarbonKeyboardShortcuts::setService(
             std::make_unique<Platform::Sway::SwayHotKeyService>(backend.swaySocket));
+    // KWin gives global shortcuts to Wayland clients through the desktop portal.
+    if (backend.backend == Platform::Backend::KWin)
+        KeyboardShortcuts::CarbonKeyboardShortcuts::setService(
+            Platform::Portal::createPortalHotKeyService());
 }
 
 } // namespace
