@@ -4,6 +4,7 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusVariant>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -198,6 +199,48 @@ private Q_SLOTS:
         const QDBusMessage version = bus.call(get);
         QCOMPARE(version.type(), QDBusMessage::ReplyMessage);
         QVERIFY(version.arguments().value(0).value<QDBusVariant>().variant().toUInt() >= 1);
+    }
+
+    void thePortalDeliversAGlobalShortcutOfTheSessionUser()
+    {
+        QProcess client;
+        client.setProcessEnvironment(desktop().sessionUserEnvironment());
+        client.start(QStringLiteral("setpriv"),
+            SessionUser::command(QStringLiteral(VANTOR_PORTAL_SHORTCUT),
+                {QStringLiteral("vantor-check"), QStringLiteral("CTRL+SHIFT+F8")}));
+        QVERIFY(client.waitForStarted());
+        const auto nextLine = [&client] {
+            QDeadlineTimer deadline(5000);
+            while (!client.canReadLine() && !deadline.hasExpired())
+                client.waitForReadyRead(static_cast<int>(deadline.remainingTime()));
+            return QString::fromUtf8(client.readLine()).trimmed();
+        };
+        const QString bound = nextLine();
+        QVERIFY2(bound.startsWith(QLatin1String("bound /org/freedesktop/portal/desktop/session/")),
+            client.readAllStandardError().constData());
+        // KWin takes Ctrl+Alt+F1..F12 for itself (virtual terminals): not those.
+        QVERIFY(desktop().pressKeys({29, 42, 66}));
+        QCOMPARE(nextLine(), QStringLiteral("activated vantor-check"));
+        QCOMPARE(nextLine(), QStringLiteral("deactivated vantor-check"));
+        client.closeWriteChannel();
+        QVERIFY(client.waitForFinished(5000));
+        QCOMPARE(client.exitCode(), 0);
+    }
+
+    void thePortalRefusesRoot()
+    {
+        // It cannot read a root process's /proc entry to learn which app calls: the clients of
+        // the portal must be the session user's.
+        QDBusMessage create
+            = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.portal.Desktop"),
+                QStringLiteral("/org/freedesktop/portal/desktop"),
+                QStringLiteral("org.freedesktop.portal.GlobalShortcuts"),
+                QStringLiteral("CreateSession"));
+        create << QVariantMap{{QStringLiteral("session_handle_token"), QStringLiteral("root")}};
+        const QDBusMessage reply = desktop().bus().call(create);
+        QCOMPARE(reply.type(), QDBusMessage::ErrorMessage);
+        QVERIFY2(reply.errorMessage().contains(QLatin1String("not allowed")),
+            qPrintable(reply.errorMessage()));
     }
 
     void aPressedKeyRunsAScriptsGlobalShortcut()
