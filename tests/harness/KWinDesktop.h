@@ -30,8 +30,8 @@ struct KWinWindow {
 };
 
 // A private KDE Plasma desktop for one test program: a headless KWin (Wayland, with
-// XWayland) on a private session bus, with the portals of a Plasma session, run as the
-// unprivileged session user (`nobody`) in a runtime directory and home of its own.
+// XWayland, Breeze title bars) on a private session bus, with the portals of a Plasma session,
+// run as the unprivileged session user (`nobody`) in a runtime directory and home of its own.
 //
 // Everything that must be KWin's client runs as the session user too: the apps the tests
 // start, vantor itself (see sessionUserEnvironment()), and the key presses, which reach KWin
