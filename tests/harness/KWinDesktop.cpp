@@ -178,14 +178,18 @@ KWinDesktop::KWinDesktop(Options options) : m_outer(s_instance)
 
 KWinDesktop::~KWinDesktop()
 {
-    for (QProcess* process : std::as_const(m_processes)) {
-        endApp(*process, false);
-        delete process;
-    }
-    m_processes.clear();
-    stop();
-    endSessionProcesses();
+    // The bus goes first: it would start a service again that a client still asks for while
+    // the services end.
     m_bus.stop();
+    while (!m_processes.isEmpty()) {
+        std::unique_ptr<QProcess> process(m_processes.takeLast());
+        endApp(*process, false);
+    }
+    QList<pid_t> kwin = ProcessTree::descendantsOf(static_cast<pid_t>(kwinPid()));
+    kwin.append(static_cast<pid_t>(kwinPid()));
+    endSessionProcesses(kwin);
+    stop();
+    endSessionProcesses({});
     m_scripting.reset();
     if (!m_busConnection.isEmpty())
         QDBusConnection::disconnectFromBus(m_busConnection);
@@ -437,7 +441,7 @@ void KWinDesktop::restoreEnvironment()
         QFile::remove(m_waylandLink);
 }
 
-void KWinDesktop::endSessionProcesses()
+void KWinDesktop::endSessionProcesses(const QList<pid_t>& except)
 {
     // What the bus started (the portal's helpers, accessibility) left it at once and came to
     // the test; every process of the session has its runtime directory in its environment.
@@ -446,7 +450,7 @@ void KWinDesktop::endSessionProcesses()
     const QList<pid_t> session = ProcessTree::withEnvironment(
         SessionUser::uid(), "XDG_RUNTIME_DIR", QFile::encodeName(m_runtimeDir));
     for (const pid_t pid : session) {
-        if (pid != m_bus.pid())
+        if (!except.contains(pid))
             ProcessTree::end(pid);
     }
 }
@@ -666,8 +670,15 @@ void KWinDesktop::stop()
         return;
     // XWayland and what KWin started lose their parent with it: found while it runs.
     const QList<pid_t> children = ProcessTree::descendantsOf(static_cast<pid_t>(kwinPid()));
+    const qint64 xwayland = xwaylandPid();
     m_kwin->terminate();
-    if (!m_kwin->waitForFinished(5000))
+    // At its end KWin waits for XWayland, which now and then waits for KWin in turn (for
+    // five seconds, when KWin gives up and goes on): ending XWayland lets KWin clean up at once.
+    if (!m_kwin->waitForFinished(500) && xwayland > 0) {
+        ::kill(static_cast<pid_t>(xwayland), SIGKILL);
+        m_kwin->waitForFinished(5000);
+    }
+    if (m_kwin->state() != QProcess::NotRunning)
         m_kwin->kill();
     m_kwin->waitForFinished(2000);
     for (const pid_t pid : children)

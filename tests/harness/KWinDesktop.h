@@ -132,7 +132,7 @@ private:
     bool portalOffersGlobalShortcuts() const;
     void exportEnvironment();
     void restoreEnvironment();
-    void endSessionProcesses();
+    void endSessionProcesses(const QList<pid_t>& except);
     QString kwinLog() const;
 
     KWinDesktop* m_outer = nullptr;
