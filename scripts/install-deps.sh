@@ -17,7 +17,9 @@ build_packages=(
 )
 desktop_packages=(xvfb openbox trayer xdotool wmctrl x11-apps x11-utils xterm imagemagick)
 test_packages=(x11-xserver-utils time strace x11-xkb-utils xkb-data galculator icewm fluxbox
-  dbus-daemon dbus-x11 at-spi2-core python3-pyatspi sway foot xwayland wtype)
+  dbus-daemon dbus-x11 at-spi2-core python3-pyatspi sway foot xwayland wtype
+  kwin-wayland kwin-style-breeze xdg-desktop-portal xdg-desktop-portal-kde qtwayland5
+  plasma-wayland-protocols libwayland-dev qdbus-qt5)
 
 wanted=("${build_packages[@]}")
 case "${1:-build}" in

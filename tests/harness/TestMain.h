@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KWinDesktop.h"
 #include "SwayDesktop.h"
 #include "TestDesktop.h"
 #include "TestEnvironment.h"
@@ -68,3 +69,25 @@ inline void failOnUnexpectedWarnings()
 
 #define VANTOR_SWAY_TEST_MAIN(TestClass)                                                           \
     VANTOR_SWAY_TEST_MAIN_WITH(TestClass, SwayDesktop::Options{})
+
+// A test on a private KDE Plasma desktop: a headless KWin with XWayland, a session bus and the
+// portals, run as the session user `nobody`; private home. The test process itself shows no
+// windows: it runs offscreen, as root, and starts what it tests in the desktop.
+#define VANTOR_KWIN_TEST_MAIN_WITH(TestClass, desktopOptions)                                      \
+    int main(int argc, char** argv)                                                                \
+    {                                                                                              \
+        TestEnvironment environment;                                                               \
+        qunsetenv("DISPLAY");                                                                      \
+        qputenv("QT_QPA_PLATFORM", "offscreen");                                                   \
+        QApplication app(argc, argv);                                                              \
+        KWinDesktop desktop(desktopOptions);                                                       \
+        if (!desktop.isReady()) {                                                                  \
+            std::fprintf(stderr, "No test desktop: %s\n", qPrintable(desktop.errorString()));      \
+            return 1;                                                                              \
+        }                                                                                          \
+        TestClass test;                                                                            \
+        return QTest::qExec(&test, argc, argv);                                                    \
+    }
+
+#define VANTOR_KWIN_TEST_MAIN(TestClass)                                                           \
+    VANTOR_KWIN_TEST_MAIN_WITH(TestClass, KWinDesktop::Options{})

@@ -1,5 +1,6 @@
 #include "VantorProcess.h"
 
+#include "SessionUser.h"
 #include "TestDesktop.h"
 
 #include <QElapsedTimer>
@@ -58,9 +59,8 @@ VantorRun VantorProcess::run(const QStringList& arguments, std::chrono::millisec
 VantorRun VantorProcess::runAsNobody(const QStringList& arguments,
     const QProcessEnvironment& environment, std::chrono::milliseconds timeout)
 {
-    const QStringList asNobody{QStringLiteral("--reuid=nobody"), QStringLiteral("--regid=nogroup"),
-        QStringLiteral("--clear-groups"), executable()};
-    return runProgram(QStringLiteral("setpriv"), asNobody + arguments, timeout, environment);
+    return runProgram(QStringLiteral("setpriv"), SessionUser::command(executable(), arguments),
+        timeout, environment);
 }
 
 VantorRun VantorProcess::runProgram(const QString& program, const QStringList& arguments,
@@ -99,6 +99,20 @@ VantorProcess::~VantorProcess()
 
 bool VantorProcess::start(const QStringList& arguments, const QProcessEnvironment& environment)
 {
+    return startProgram(executable(), arguments, environment);
+}
+
+bool VantorProcess::startAsNobody(
+    const QStringList& arguments, const QProcessEnvironment& environment)
+{
+    // setpriv becomes vantor: the PID stays the same.
+    return startProgram(
+        QStringLiteral("setpriv"), SessionUser::command(executable(), arguments), environment);
+}
+
+bool VantorProcess::startProgram(
+    const QString& program, const QStringList& arguments, const QProcessEnvironment& environment)
+{
     kill();
     m_out.clear();
     m_err.clear();
@@ -106,7 +120,7 @@ bool VantorProcess::start(const QStringList& arguments, const QProcessEnvironmen
     m_process->setProcessEnvironment(environment);
     dieWithParent(*m_process);
     m_startedAt = std::chrono::steady_clock::now();
-    m_process->start(executable(), arguments);
+    m_process->start(program, arguments);
     if (!m_process->waitForStarted(10000)) {
         qWarning() << "Cannot start vantor:" << m_process->errorString();
         m_pid = 0;

@@ -42,11 +42,12 @@ public:
         std::chrono::milliseconds timeout = std::chrono::seconds(30),
         const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
     // The same, as the user nobody (through setpriv): for what file permissions do to
-    // vantor, which they do not to root, whom the tests run as. `environment` must point
-    // HOME and the XDG folders at places nobody may enter.
+    // vantor, which they do not to root, whom the tests run as, and on a desktop whose
+    // clients must be nobody's (KWinDesktop::sessionUserEnvironment()). `environment` must
+    // point HOME and the XDG folders at places nobody may enter.
     static VantorRun runAsNobody(const QStringList& arguments,
-        const QProcessEnvironment& environment, std::chrono::milliseconds timeout
-        = std::chrono::seconds(30));
+        const QProcessEnvironment& environment,
+        std::chrono::milliseconds timeout = std::chrono::seconds(30));
 
     // Runs any program to its end the same way (a tool the tests read the desktop with).
     static VantorRun runProgram(const QString& program, const QStringList& arguments,
@@ -61,6 +62,8 @@ public:
     // Starts `vantor ARGUMENTS` (the tray app without arguments); false when it cannot run.
     bool start(const QStringList& arguments = {},
         const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
+    // The same as the user nobody (see runAsNobody).
+    bool startAsNobody(const QStringList& arguments, const QProcessEnvironment& environment);
     qint64 pid() const { return m_pid; }
     bool isRunning();
     std::chrono::steady_clock::time_point startedAt() const { return m_startedAt; }
@@ -88,6 +91,8 @@ public:
     QByteArray describe();
 
 private:
+    bool startProgram(const QString& program, const QStringList& arguments,
+        const QProcessEnvironment& environment);
     void readAvailable();
 
     std::unique_ptr<QProcess> m_process;
