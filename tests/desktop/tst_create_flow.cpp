@@ -30,7 +30,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-struct TestApp {
+struct DemoApp {
     QString id;
     QString name;
     QString program;
@@ -38,14 +38,14 @@ struct TestApp {
     QString geometry;
 };
 
-const TestApp xclock{QStringLiteral("org.example.XClock"), QStringLiteral("XClock"),
+const DemoApp xclock{QStringLiteral("org.example.XClock"), QStringLiteral("XClock"),
     QStringLiteral("xclock"), QStringLiteral("XClock"), QStringLiteral("200x180+120+140")};
-const TestApp xeyes{QStringLiteral("org.example.XEyes"), QStringLiteral("XEyes"),
+const DemoApp xeyes{QStringLiteral("org.example.XEyes"), QStringLiteral("XEyes"),
     QStringLiteral("xeyes"), QStringLiteral("XEyes"), QStringLiteral("240x160+600+300")};
-const TestApp xlogo{QStringLiteral("org.example.XLogo"), QStringLiteral("XLogo"),
+const DemoApp xlogo{QStringLiteral("org.example.XLogo"), QStringLiteral("XLogo"),
     QStringLiteral("xlogo"), QStringLiteral("XLogo"), QStringLiteral("260x210+900+500")};
 
-QString entryPath(const TestApp& app)
+QString entryPath(const DemoApp& app)
 {
     return QStandardPaths::writableLocation(QStandardPaths::ApplicationsLocation) + QLatin1Char('/')
         + app.id + QStringLiteral(".desktop");
@@ -65,7 +65,7 @@ void writeEntry(const QString& id, const QString& name, const QString& exec, con
                    .toUtf8());
 }
 
-void writeEntry(const TestApp& app)
+void writeEntry(const DemoApp& app)
 {
     writeEntry(
         app.id, app.name, app.program + QStringLiteral(" -geometry ") + app.geometry, app.wmClass);
@@ -192,7 +192,7 @@ class CreateFlowTest : public QObject {
             .toUInt(nullptr, 16);
     }
 
-    qint64 start(const TestApp& app)
+    qint64 start(const DemoApp& app)
     {
         return desktop().startApp(app.program, {QStringLiteral("-geometry"), app.geometry});
     }
@@ -204,7 +204,7 @@ class CreateFlowTest : public QObject {
 private Q_SLOTS:
     void initTestCase()
     {
-        for (const TestApp& app : {xclock, xeyes, xlogo})
+        for (const DemoApp& app : {xclock, xeyes, xlogo})
             writeEntry(app);
         // This test program stands in for Vantor, whose windows carry its desktop-file ID.
         writeEntry(QString::fromLatin1(Platform::kDesktopFileId), QStringLiteral("Vantor"),
@@ -383,7 +383,7 @@ private Q_SLOTS:
     {
         const qint64 clockPid = start(xclock);
         QVERIFY(clockPid > 0);
-        const auto app = [](const TestApp& test) {
+        const auto app = [](const DemoApp& test) {
             return AppInfo::create(QUuid::createUuid(), test.name, test.id, true, entryPath(test),
                 {std::make_shared<AppLayout>(QUuid::createUuid(), 1920, 1080, 1, 2, 300, 200),
                     std::make_shared<AppLayout>(QUuid::createUuid(), 1280, 800, 3, 4, 500, 400)});

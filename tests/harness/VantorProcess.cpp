@@ -77,6 +77,7 @@ VantorRun VantorProcess::runProgram(const QString& program, const QStringList& a
         result.standardError = process.errorString().toUtf8();
         return result;
     }
+    result.pid = process.processId();
     result.finished = process.waitForFinished(static_cast<int>(timeout.count()));
     result.duration = std::chrono::milliseconds(timer.elapsed());
     if (!result.finished) {

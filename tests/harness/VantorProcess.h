@@ -17,6 +17,7 @@ struct VantorRun {
     bool finished = false; // ended by itself within the timeout; otherwise it was killed
     bool crashed = false; // ended by a signal
     int exitCode = -1;
+    qint64 pid = 0;
     QByteArray standardOutput;
     QByteArray standardError;
     std::chrono::milliseconds duration{0};

@@ -39,9 +39,9 @@ function windowAddedSignal() {
 function isOnCurrentDesktop(w) {
     if (w.onAllDesktops)
         return true;
-    if (Array.isArray(w.desktops))
-        return w.desktops.indexOf(workspace.currentDesktop) >= 0;
-    return w.desktop === workspace.currentDesktop;
+    if (typeof w.desktop === "number")
+        return w.desktop === workspace.currentDesktop;
+    return Array.isArray(w.desktops) && w.desktops.indexOf(workspace.currentDesktop) >= 0;
 }
 function isOnCurrentActivity(w) {
     var activities = w.activities;
