@@ -1,5 +1,7 @@
 #include "SwayDesktop.h"
 
+#include "SessionUser.h"
+
 #include "TestDesktop.h"
 
 #include <QDeadlineTimer>
@@ -63,41 +65,10 @@ std::chrono::milliseconds remaining(const QDeadlineTimer& deadline)
     return std::chrono::milliseconds(deadline.remainingTime());
 }
 
-// Waits for a process that need not be a child of ours, and reaps it if it is one (children
-// of sway that lost their parent come to the test, which is a subreaper).
-bool waitForExit(pid_t pid, std::chrono::milliseconds timeout)
-{
-    const int pidfd = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
-    if (pidfd < 0)
-        return errno == ESRCH;
-    pollfd watch{pidfd, POLLIN, 0};
-    const bool exited = ::poll(&watch, 1, static_cast<int>(timeout.count())) == 1;
-    ::close(pidfd);
-    if (exited)
-        ::waitpid(pid, nullptr, WNOHANG);
-    return exited;
-}
-
-// The processes an app started itself (foot's shell): they go with it.
-QList<pid_t> descendantsOf(pid_t pid)
-{
-    QList<pid_t> found;
-    const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
-    for (const QString& task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        QFile file(tasks.filePath(task) + QStringLiteral("/children"));
-        if (!file.open(QIODevice::ReadOnly))
-            continue;
-        for (const QByteArray& child : file.readAll().split(' ')) {
-            if (const pid_t childPid = child.trimmed().toInt(); childPid > 0)
-                found << childPid << descendantsOf(childPid);
-        }
-    }
-    return found;
-}
-
 void endApp(QProcess& app, bool gently)
 {
-    const QList<pid_t> descendants = descendantsOf(static_cast<pid_t>(app.processId()));
+    const QList<pid_t> descendants
+        = ProcessTree::descendantsOf(static_cast<pid_t>(app.processId()));
     if (gently) {
         app.terminate();
         if (!app.waitForFinished(3000))
@@ -108,16 +79,7 @@ void endApp(QProcess& app, bool gently)
     app.waitForFinished(2000);
     for (const pid_t pid : descendants) {
         ::kill(pid, SIGKILL);
-        waitForExit(pid, std::chrono::seconds(2));
-    }
-}
-
-void endProcess(pid_t pid)
-{
-    ::kill(pid, SIGTERM);
-    if (!waitForExit(pid, std::chrono::seconds(3))) {
-        ::kill(pid, SIGKILL);
-        waitForExit(pid, std::chrono::seconds(2));
+        ProcessTree::waitForExit(pid, std::chrono::seconds(2));
     }
 }
 
@@ -458,7 +420,7 @@ void SwayDesktop::stopApp(qint64 pid)
             return;
         }
     }
-    endProcess(static_cast<pid_t>(pid));
+    ProcessTree::end(static_cast<pid_t>(pid));
 }
 
 QJsonObject SwayDesktop::tree() const
@@ -589,7 +551,7 @@ void SwayDesktop::stop()
         m_sway->kill();
     m_sway->waitForFinished(2000);
     if (xwayland > 0)
-        endProcess(static_cast<pid_t>(xwayland));
+        ProcessTree::end(static_cast<pid_t>(xwayland));
     if (const passwd* user = ::getpwnam(swayUser))
         reapEndedChildrenOf(user->pw_uid);
 }
