@@ -40,10 +40,5 @@ Group updateBenchmarks();
 // The sway backend on a private sway: many windows placed, a workspace hot key; nothing
 // when sway cannot be started here.
 Group swayBenchmarks();
-// The KWin backend on a private KWin: many windows placed; nothing when KWin cannot be
-// started here.
-Group kwinBenchmarks();
-// The measuring half of the KWin group, run as KWin's user on its desktop.
-int runKWinWorker();
 
 } // namespace Bench

@@ -7,7 +7,6 @@
 #include "TestEnvironment.h"
 
 #include <QApplication>
-#include <QCoreApplication>
 #include <QStringList>
 
 #include <cstdio>
@@ -26,10 +25,6 @@ void report(const QString& name, double value, const QString& unit)
 
 int main(int argc, char** argv)
 {
-    if (argc == 2 && qstrcmp(argv[1], "--kwin-worker") == 0) {
-        QCoreApplication app(argc, argv);
-        return Bench::runKWinWorker();
-    }
     TestEnvironment environment;
     TestDesktop::Options options;
     if (const QString wm = qEnvironmentVariable("VANTOR_BENCH_WM"); !wm.isEmpty())
@@ -47,8 +42,7 @@ int main(int argc, char** argv)
              Bench::shortcutBenchmarks(),
              Bench::storeBenchmarks(), Bench::applicationBenchmarks(), Bench::shellBenchmarks(),
              Bench::launchBenchmarks(), Bench::recorderBenchmarks(),
-             Bench::wizardBenchmarks(), Bench::updateBenchmarks(), Bench::swayBenchmarks(),
-             Bench::kwinBenchmarks()}) {
+             Bench::wizardBenchmarks(), Bench::updateBenchmarks(), Bench::swayBenchmarks()}) {
         if (only.isEmpty() || only.contains(QLatin1String(group.name)))
             group.run(desktop);
     }
