@@ -419,24 +419,13 @@ void KWinDesktop::exportEnvironment()
     const QList<QPair<QByteArray, QByteArray>> values
         = {{"WAYLAND_DISPLAY", QFile::encodeName(waylandDisplay)}, {"DISPLAY", m_display},
             {"DBUS_SESSION_BUS_ADDRESS", m_bus.address().toUtf8()}};
-    for (const auto& [name, value] : values) {
-        m_savedEnvironment.append({name,
-            qEnvironmentVariableIsSet(name.constData())
-                ? std::optional<QByteArray>(qgetenv(name.constData()))
-                : std::nullopt});
-        qputenv(name.constData(), value);
-    }
+    for (const auto& [name, value] : values)
+        m_environment.set(name, value);
 }
 
 void KWinDesktop::restoreEnvironment()
 {
-    for (const auto& [name, value] : std::as_const(m_savedEnvironment)) {
-        if (value)
-            qputenv(name.constData(), *value);
-        else
-            qunsetenv(name.constData());
-    }
-    m_savedEnvironment.clear();
+    m_environment.restore();
     if (!m_waylandLink.isEmpty())
         QFile::remove(m_waylandLink);
 }

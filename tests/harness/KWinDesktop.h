@@ -1,5 +1,7 @@
 #pragma once
 
+#include "EnvironmentOverride.h"
+
 #include "KWinScripting.h"
 #include "SessionBus.h"
 #include "VantorProcess.h"
@@ -144,7 +146,7 @@ private:
     std::unique_ptr<QProcess> m_kwin;
     std::unique_ptr<KWinScripting> m_scripting;
     QList<QProcess*> m_processes;
-    QList<QPair<QByteArray, std::optional<QByteArray>>> m_savedEnvironment;
+    EnvironmentOverride m_environment;
     bool m_ready = false;
     QString m_error;
 };

@@ -333,24 +333,13 @@ void SwayDesktop::exportEnvironment()
         = {{"WAYLAND_DISPLAY", QFile::encodeName(waylandDisplay)},
             {"SWAYSOCK", QFile::encodeName(m_ipcSocket)},
             {"I3SOCK", QFile::encodeName(m_ipcSocket)}, {"DISPLAY", m_display}};
-    for (const auto& [name, value] : values) {
-        m_savedEnvironment.append({name,
-            qEnvironmentVariableIsSet(name.constData())
-                ? std::optional<QByteArray>(qgetenv(name.constData()))
-                : std::nullopt});
-        qputenv(name.constData(), value);
-    }
+    for (const auto& [name, value] : values)
+        m_environment.set(name, value);
 }
 
 void SwayDesktop::restoreEnvironment()
 {
-    for (const auto& [name, value] : std::as_const(m_savedEnvironment)) {
-        if (value)
-            qputenv(name.constData(), *value);
-        else
-            qunsetenv(name.constData());
-    }
-    m_savedEnvironment.clear();
+    m_environment.restore();
     if (!m_waylandLink.isEmpty())
         QFile::remove(m_waylandLink);
 }

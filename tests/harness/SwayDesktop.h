@@ -1,5 +1,7 @@
 #pragma once
 
+#include "EnvironmentOverride.h"
+
 #include "SwayIpc.h"
 
 #include <QByteArray>
@@ -106,7 +108,7 @@ private:
     std::unique_ptr<QProcess> m_sway;
     std::unique_ptr<SwayIpc> m_ipc;
     QList<QProcess*> m_processes;
-    QList<QPair<QByteArray, std::optional<QByteArray>>> m_savedEnvironment;
+    EnvironmentOverride m_environment;
     bool m_ready = false;
     QString m_error;
 };
