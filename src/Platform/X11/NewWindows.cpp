@@ -18,8 +18,11 @@ namespace Platform::X11 {
 namespace {
 
 constexpr std::uint32_t maxClients = 1U << 16;
-constexpr std::uint32_t windowEvents
-    = XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+// A window manager may list a window while its frame is still unmapped: the window is then
+// mapped but not viewable, and its own MapNotify has passed. Only a VisibilityNotify tells
+// when the frame shows it.
+constexpr std::uint32_t windowEvents = XCB_EVENT_MASK_PROPERTY_CHANGE
+    | XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_VISIBILITY_CHANGE;
 // Window managers without _NET_FRAME_EXTENTS have framed a mapped window by then.
 constexpr int unframedGraceMs = 100;
 
@@ -115,25 +118,30 @@ void NewWindows::handle(const xcb_generic_event_t& event)
         if (notify.window == m_connection.root()) {
             if (notify.atom == m_connection.atom(Atom::NetClientList))
                 readClientList();
-        } else if (m_waiting.contains(notify.window)
-            && (notify.atom == m_connection.atom(Atom::NetFrameExtents)
-                || notify.atom == m_connection.atom(Atom::NetWmWindowType))) {
-            checkWaiting({notify.window});
+        } else if (notify.atom == m_connection.atom(Atom::NetFrameExtents)
+            || notify.atom == m_connection.atom(Atom::NetWmWindowType)) {
+            recheck(notify.window);
         }
         break;
     }
-    case XCB_MAP_NOTIFY: {
-        const auto window = reinterpret_cast<const xcb_map_notify_event_t&>(event).window;
-        if (m_waiting.contains(window))
-            checkWaiting({window});
+    case XCB_MAP_NOTIFY:
+        recheck(reinterpret_cast<const xcb_map_notify_event_t&>(event).window);
         break;
-    }
+    case XCB_VISIBILITY_NOTIFY:
+        recheck(reinterpret_cast<const xcb_visibility_notify_event_t&>(event).window);
+        break;
     case XCB_DESTROY_NOTIFY:
         drop(reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window);
         break;
     default:
         break;
     }
+}
+
+void NewWindows::recheck(std::uint32_t window)
+{
+    if (m_waiting.contains(window))
+        checkWaiting({window});
 }
 
 void NewWindows::readClientList()

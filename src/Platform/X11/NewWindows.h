@@ -36,6 +36,7 @@ private:
     void stop();
     void handle(const xcb_generic_event_t& event);
     void readClientList();
+    void recheck(std::uint32_t window);
     void checkWaiting(const QList<std::uint32_t>& windows);
     void report(const QList<std::uint32_t>& windows);
     void drop(std::uint32_t window);
