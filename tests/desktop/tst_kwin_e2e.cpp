@@ -5,8 +5,10 @@
 #include "TestMain.h"
 #include "VantorProcess.h"
 
+#include <QDBusArgument>
 #include <QDBusMessage>
 #include <QElapsedTimer>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -15,6 +17,13 @@ using namespace std::chrono_literals;
 namespace {
 
 const QString kRegistered = QStringLiteral("✅ Registered shortcut for ");
+const QString kCalculatorRunning = QStringLiteral("App is already running: Galculator");
+
+// Physical keys, as fake input presses them (Linux input event codes).
+constexpr int leftShift = 42;
+constexpr int leftAlt = 56;
+constexpr int keyOne = 2;
+constexpr int keyThree = 4;
 
 KWinDesktop& desktop()
 {
@@ -41,6 +50,35 @@ bool hasScriptsOf(qint64 pid, int upTo)
             return true;
     }
     return false;
+}
+
+// KDE's global shortcuts, as its settings see and change them. Keys are Qt key codes.
+QDBusMessage globalAccel(const QString& method, const QVariantList& arguments)
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.kde.kglobalaccel"),
+        QStringLiteral("/kglobalaccel"), QStringLiteral("org.kde.KGlobalAccel"), method);
+    call.setArguments(arguments);
+    return desktop().bus().call(call);
+}
+
+// The portal files Vantor's shortcuts under the component "vantor".
+QStringList vantorAction(const QString& shortcutId)
+{
+    return {QStringLiteral("vantor"), shortcutId, QStringLiteral("vantor"), shortcutId};
+}
+
+QList<int> kdeKeysOf(const QString& shortcutId)
+{
+    const QDBusMessage reply = globalAccel(QStringLiteral("shortcut"), {vantorAction(shortcutId)});
+    return qdbus_cast<QList<int>>(reply.arguments().value(0));
+}
+
+// What KDE's shortcut settings do when the user gives a shortcut another key.
+bool rebindInKde(const QString& shortcutId, int key)
+{
+    const QDBusMessage reply = globalAccel(QStringLiteral("setForeignShortcut"),
+        {vantorAction(shortcutId), QVariant::fromValue(QList<int>{key})});
+    return reply.type() == QDBusMessage::ReplyMessage;
 }
 
 } // namespace
@@ -113,6 +151,47 @@ private Q_SLOTS:
         m_calculator = calculators.first().pid;
         // Every script Vantor loaded went with it.
         QVERIFY(!hasScriptsOf(activate.pid, 50));
+    }
+
+    // The tray app holds Work's shortcut through the desktop portal; KWin's fake input types it.
+    // Its window is not shown: the keys go to KWin's global shortcuts whatever has the focus.
+    void hotKeysOfTheTrayApp()
+    {
+        QProcessEnvironment environment = desktop().sessionUserEnvironment();
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        VantorProcess tray;
+        QVERIFY(tray.startAsNobody({}, environment));
+        QVERIFY2(tray.waitForLines(kRegistered + QStringLiteral("Work at slot 0"), 1, 30s),
+            tray.describe());
+
+        scatter();
+        QVERIFY(desktop().pressKeys({leftShift, leftAlt, keyOne}));
+        QVERIFY2(tray.waitForLines(kCalculatorRunning), tray.describe());
+        QTRY_COMPARE(desktop().frameOf(m_calculator), m_calculatorHome);
+        QTRY_COMPARE(desktop().frameOf(m_terminal), m_terminalHome);
+
+        // The user gives Work's shortcut another key in KDE's settings: Alt+#, which Shift+Alt+3
+        // types. KDE names Shift+Alt+1 by the symbol it types, too.
+        const QString shortcutId = QStringLiteral("vantor-alt-exclam");
+        QCOMPARE(kdeKeysOf(shortcutId).value(0), (Qt::ALT | Qt::Key_Exclam).toCombined());
+        QVERIFY(rebindInKde(shortcutId, (Qt::ALT | Qt::Key_NumberSign).toCombined()));
+        QTRY_COMPARE(kdeKeysOf(shortcutId).value(0), (Qt::ALT | Qt::Key_NumberSign).toCombined());
+
+        scatter();
+        const int before = tray.countLines(kCalculatorRunning);
+        QVERIFY(desktop().pressKeys({leftShift, leftAlt, keyThree}));
+        QVERIFY2(tray.waitForLines(kCalculatorRunning, before + 1), tray.describe());
+        QTRY_COMPARE(desktop().frameOf(m_calculator), m_calculatorHome);
+
+        // The old combination does nothing: KWin hands out the keys in the order they were
+        // typed, so once the new one has acted again, the old one would have too.
+        QVERIFY(desktop().pressKeys({leftShift, leftAlt, keyOne}));
+        QVERIFY(desktop().pressKeys({leftShift, leftAlt, keyThree}));
+        QVERIFY2(tray.waitForLines(kCalculatorRunning, before + 2), tray.describe());
+        QCOMPARE(tray.countLines(kCalculatorRunning), before + 2);
+
+        QVERIFY(tray.terminate());
+        QVERIFY2(tray.exitedWith(0), tray.describe());
     }
 
     // Last: it ends the desktop's KWin. The tray app runs without a window here: with one, Qt's

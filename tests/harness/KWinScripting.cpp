@@ -92,31 +92,27 @@ std::unique_ptr<KWinScript> KWinScripting::load(const QString& code)
         QStringLiteral("org.kde.kwin.Scripting"), QStringLiteral("loadScript"));
     call << path << pluginName;
     const QDBusMessage reply = m_bus.call(call, QDBus::Block, 5000);
-    const int id = reply.arguments().value(0, -1).toInt();
-    if (reply.type() != QDBusMessage::ReplyMessage || id < 0) {
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().value(0, -1).toInt() < 0) {
         qWarning() << "KWin did not load the script" << path << reply.errorMessage();
         QFile::remove(path);
         return nullptr;
     }
     auto script = std::make_unique<KWinScript>(*this, pluginName, token);
-    if (!run(id)) {
+    if (!runLoadedScripts()) {
         qWarning() << "KWin did not run the script" << path;
         return nullptr;
     }
     return script;
 }
 
-bool KWinScripting::run(int id) const
+// KWin may give a new script the number of one still loaded (Vantor's, say), so the script
+// is not started by its number: start() runs every loaded script that is not running yet.
+bool KWinScripting::runLoadedScripts() const
 {
-    // KWin 5 puts a loaded script at /ID, KWin 6 at /Scripting/ScriptID.
-    for (const QString& path :
-        {QStringLiteral("/%1").arg(id), QStringLiteral("/Scripting/Script%1").arg(id)}) {
-        const QDBusMessage call = QDBusMessage::createMethodCall(
-            kwinService, path, QStringLiteral("org.kde.kwin.Script"), QStringLiteral("run"));
-        if (m_bus.call(call, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage)
-            return true;
-    }
-    return false;
+    const QDBusMessage call
+        = QDBusMessage::createMethodCall(kwinService, QStringLiteral("/Scripting"),
+            QStringLiteral("org.kde.kwin.Scripting"), QStringLiteral("start"));
+    return m_bus.call(call, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage;
 }
 
 std::optional<QJsonValue> KWinScripting::evaluate(

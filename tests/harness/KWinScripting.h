@@ -66,7 +66,7 @@ private:
     friend class KWinScript;
     std::optional<QJsonValue> takeReport(const QString& token, std::chrono::milliseconds timeout);
     void unload(const QString& pluginName, const QString& token);
-    bool run(int id) const;
+    bool runLoadedScripts() const;
     QString wrap(const QString& code, const QString& token) const;
 
     QDBusConnection m_bus;

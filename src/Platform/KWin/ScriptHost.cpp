@@ -171,35 +171,32 @@ QString ScriptHost::start(const QString& body)
     if (loaded.type() != QDBusMessage::ReplyMessage || scriptId < 0) {
         qCWarning(lcWindows).noquote()
             << "KWin did not load a script of Vantor:" << loaded.errorMessage();
+        // KWin may still load it after the time limit; it handles calls in order, so this
+        // unloads it then.
+        bus.asyncCall(scriptingCall(QStringLiteral("unloadScript"), {name}));
         QFile::remove(path);
         return {};
     }
     m_loaded.append(name);
-    if (!run(scriptId)) {
+    if (!runLoadedScripts()) {
         unload(name);
         return {};
     }
     return name;
 }
 
-bool ScriptHost::run(int scriptId)
+// KWin numbers a script by the count of scripts loaded, so after an unload a new script may
+// get the number of one still loaded, whose D-Bus object then answers for both: running a
+// script by its number may start nothing. Scripting's start() runs every loaded script that
+// is not running yet, whatever its number.
+bool ScriptHost::runLoadedScripts()
 {
-    const QDBusConnection bus = QDBusConnection::sessionBus();
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        const QString path = m_scriptPathIsVersion6
-            ? QStringLiteral("/Scripting/Script%1").arg(scriptId)
-            : QStringLiteral("/%1").arg(scriptId);
-        const QDBusMessage reply
-            = bus.call(QDBusMessage::createMethodCall(kwinService, path,
-                           QStringLiteral("org.kde.kwin.Script"), QStringLiteral("run")),
-                QDBus::Block, 2000);
-        if (reply.type() == QDBusMessage::ReplyMessage)
-            return true;
-        if (reply.errorName() != QLatin1String("org.freedesktop.DBus.Error.UnknownObject"))
-            break;
-        m_scriptPathIsVersion6 = !m_scriptPathIsVersion6;
-    }
-    qCWarning(lcWindows) << "KWin did not start a script of Vantor";
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(
+        scriptingCall(QStringLiteral("start"), {}), QDBus::Block, 2000);
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        return true;
+    qCWarning(lcWindows).noquote()
+        << "KWin did not start a script of Vantor:" << reply.errorMessage();
     return false;
 }
 

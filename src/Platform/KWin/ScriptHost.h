@@ -43,14 +43,12 @@ Q_SIGNALS:
 
 private:
     QString start(const QString& source);
-    bool run(int scriptId);
+    bool runLoadedScripts();
 
     QTemporaryDir m_directory;
     std::unique_ptr<ReplyMailbox> m_mailbox;
     QStringList m_loaded;
     int m_nextScript = 0;
-    // KWin 6 serves a loaded script at /Scripting/Script<ID>, KWin 5 at /<ID>.
-    bool m_scriptPathIsVersion6 = true;
 };
 
 } // namespace Platform::KWin

@@ -24,8 +24,8 @@ class GlobalShortcutsPortal;
 // without a trigger is refused through the event handler (hotKeyRefused, another client
 // holds the combination).
 //
-// A shortcut's id names its combination ("vantor-shift-alt-1"), not its registration: KDE
-// keeps the key it first gave an id, and the user's choice, across sessions.
+// A shortcut's id names its combination ("vantor-alt-exclam" for Shift+Alt+1), not its
+// registration: KDE keeps the key it first gave an id, and the user's choice, across sessions.
 class PortalHotKeyService final : public QObject, public KeyboardShortcuts::HotKeyService {
     Q_OBJECT
 
