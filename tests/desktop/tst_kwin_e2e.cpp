@@ -52,6 +52,15 @@ bool hasScriptsOf(qint64 pid, int upTo)
     return false;
 }
 
+// The processes whose windows `vantor windows --json` listed.
+QList<qint64> listedPids(const VantorRun& windows)
+{
+    QList<qint64> pids;
+    for (const QJsonValue& value : QJsonDocument::fromJson(windows.standardOutput).array())
+        pids.append(value.toObject().value(QLatin1String("pid")).toInteger());
+    return pids;
+}
+
 // KDE's global shortcuts, as its settings see and change them. Keys are Qt key codes.
 QDBusMessage globalAccel(const QString& method, const QVariantList& arguments)
 {
@@ -120,10 +129,21 @@ private Q_SLOTS:
     {
         const VantorRun windows = vantor({QStringLiteral("windows"), QStringLiteral("--json")});
         QVERIFY2(windows.exitedWith(0), windows.describe());
-        QList<qint64> pids;
-        for (const QJsonValue& value : QJsonDocument::fromJson(windows.standardOutput).array())
-            pids.append(value.toObject().value(QLatin1String("pid")).toInteger());
+        const QList<qint64> pids = listedPids(windows);
         QVERIFY2(pids.contains(m_calculator) && pids.contains(m_terminal), windows.describe());
+    }
+
+    // KWin numbers a new script by the count of loaded ones: with the first of two scripts
+    // unloaded, Vantor's next script gets the number the second one still holds.
+    void aScriptNumberStillInUseDoesNotStopVantor()
+    {
+        auto first = desktop().loadScript(QStringLiteral("report(1);"));
+        const auto second = desktop().loadScript(QStringLiteral("report(2);"));
+        QVERIFY(first && second);
+        first.reset();
+        const VantorRun windows = vantor({QStringLiteral("windows"), QStringLiteral("--json")});
+        QVERIFY2(windows.exitedWith(0), windows.describe());
+        QVERIFY2(listedPids(windows).contains(m_calculator), windows.describe());
     }
 
     void activationPutsBothAppsBackExactly()
