@@ -1,10 +1,13 @@
-// Global hot keys through KDE's KGlobalAccel, against a fake that the test serves on a private
-// session bus.
+// Global hot keys through KDE's KGlobalAccel, and KDE's hot-key service that falls back to it
+// when the desktop portal has no GlobalShortcuts, against fakes that the test serves on a
+// private session bus.
 #include "KeyboardShortcuts/KeyboardLayout.h"
 #include "KeyboardShortcutsTestSupport.h"
 #include "Platform/Kde/KGlobalAccelHotKeyService.h"
+#include "Platform/Kde/KdeHotKeyService.h"
 #include "Platform/Kde/KdeKeyCode.h"
 
+#include "FakeGlobalShortcutsPortal.h"
 #include "FakeKGlobalAccel.h"
 #include "PrivateBus.h"
 #include "TestMain.h"
@@ -74,6 +77,7 @@ class KGlobalAccelShortcutsTest final : public QObject {
     int m_connections = 0;
     QStringList m_fakeConnections;
     std::unique_ptr<FakeKGlobalAccel> m_globalAccel;
+    std::unique_ptr<FakeGlobalShortcutsPortal> m_portal;
     std::unique_ptr<KGlobalAccelHotKeyService> m_service;
 
     QDBusConnection client() const
@@ -93,6 +97,13 @@ class KGlobalAccelShortcutsTest final : public QObject {
     {
         m_globalAccel = std::make_unique<FakeKGlobalAccel>();
         return m_globalAccel->serve(fakeConnection());
+    }
+
+    bool startPortal(bool withGlobalShortcuts)
+    {
+        m_portal
+            = std::make_unique<FakeGlobalShortcutsPortal>(fakeConnection(), withGlobalShortcuts);
+        return m_portal->serve();
     }
 
     static EventHotKeyRef registerShortcut(
@@ -133,9 +144,12 @@ private Q_SLOTS:
         m_service.reset();
         if (m_globalAccel)
             m_globalAccel->withdraw();
+        if (m_portal)
+            m_portal->withdraw();
         for (const QString& name : std::exchange(m_fakeConnections, {}))
             QDBusConnection::disconnectFromBus(name);
         m_globalAccel.reset();
+        m_portal.reset();
     }
 
     void keysAreQtKeyCodesAsKdeMatchesThem()
@@ -351,6 +365,100 @@ private Q_SLOTS:
         QCOMPARE(m_service->registerEventHotKey(code(controlA), modifiers(controlA),
                      {CarbonKeyboardShortcuts::hotKeySignature, 62}, &ref),
             eventInternalErr);
+    }
+
+    void kdeServiceUsesThePortalWhenItHasGlobalShortcuts()
+    {
+        QVERIFY(startPortal(true));
+        QVERIFY(startGlobalAccel());
+        KdeHotKeyService service(client());
+        Events events;
+        service.installEventHandler(events.handler());
+        service.setHotKeyEventsEnabled(true);
+        QVERIFY(registerShortcut(service, controlA, 71));
+
+        QTRY_COMPARE(m_portal->bound.size(), 1);
+        m_portal->activate(QStringLiteral("vantor-ctrl-a"));
+        QTRY_COMPARE(events.received.size(), 1);
+        QCOMPARE(events.received.first(), std::pair(KeyboardEvent::hotKeyPressed, 71u));
+        QVERIFY(!service.usesKGlobalAccel());
+        QVERIFY(m_globalAccel->keysAsked.isEmpty());
+    }
+
+    void kdeServiceFallsBackToKGlobalAccelWithoutPortalGlobalShortcuts()
+    {
+        QVERIFY(startPortal(false));
+        QVERIFY(startGlobalAccel());
+        KdeHotKeyService service(client());
+        QSignalSpy fellBack(&service, &KdeHotKeyService::fellBackToKGlobalAccel);
+        Events events;
+        service.installEventHandler(events.handler());
+        service.setHotKeyEventsEnabled(true);
+        // Registered before the portal has answered, and after.
+        const EventHotKeyRef first = registerShortcut(service, controlA, 81);
+        QVERIFY(first);
+        QTRY_COMPARE(fellBack.size(), 1);
+        const EventHotKeyRef second = registerShortcut(service, optionShiftOne, 82);
+        QVERIFY(second);
+
+        QTRY_COMPARE(m_globalAccel->keysAsked.size(), 2);
+        QCOMPARE(keysByAction(m_globalAccel->keysAsked).keys(),
+            (QStringList{QStringLiteral("vantor-alt-exclam"), QStringLiteral("vantor-ctrl-a")}));
+        QVERIFY(service.usesKGlobalAccel());
+        QVERIFY(m_portal->created.isEmpty());
+        m_globalAccel->press(component, QStringLiteral("vantor-ctrl-a"));
+        m_globalAccel->release(component, QStringLiteral("vantor-alt-exclam"));
+        QTRY_COMPARE(events.received.size(), 2);
+        QCOMPARE(events.received,
+            (QList<std::pair<KeyboardEvent::Kind, quint32>>{
+                {KeyboardEvent::hotKeyPressed, 81}, {KeyboardEvent::hotKeyReleased, 82}}));
+        QCOMPARE(events.signatures.first(), CarbonKeyboardShortcuts::hotKeySignature);
+
+        // The ref handed out before the switch still names the registration.
+        QCOMPARE(service.unregisterEventHotKey(first), noErr);
+        QTRY_COMPARE(m_globalAccel->unregistered.size(), 1);
+        QCOMPARE(m_globalAccel->unregistered.first().value(1), QStringLiteral("vantor-ctrl-a"));
+        QVERIFY(events.refusals.isEmpty());
+    }
+
+    void kdeServiceRefusesKeysKGlobalAccelGivesToOthers()
+    {
+        QVERIFY(startPortal(false));
+        QVERIFY(startGlobalAccel());
+        m_globalAccel->heldElsewhere = {qtKey(Qt::ControlModifier | Qt::Key_A)};
+        KdeHotKeyService service(client());
+        Events events;
+        service.installEventHandler(events.handler());
+        const EventHotKeyRef ref = registerShortcut(service, controlA, 91);
+        QVERIFY(ref);
+
+        QTRY_COMPARE(events.refusals, QList<OSStatus>{eventHotKeyExistsErr});
+        QCOMPARE(events.received.first().second, 91u);
+        QVERIFY(service.isHeldByAnotherClient(code(controlA), modifiers(controlA)));
+        QCOMPARE(service.unregisterEventHotKey(ref), eventInternalErr);
+    }
+
+    void kdeServiceWithNeitherFailsEveryRegistrationWithOneWarning()
+    {
+        QVERIFY(startPortal(false));
+        QTest::ignoreMessage(QtWarningMsg,
+            QRegularExpression(QStringLiteral(
+                "^Global hot keys are not available: the desktop portal offers no GlobalShortcuts "
+                "\\(.*\\), and KGlobalAccel is not on the session bus \\(.*\\)$")));
+        KdeHotKeyService service(client());
+        QSignalSpy fellBack(&service, &KdeHotKeyService::fellBackToKGlobalAccel);
+        Events events;
+        service.installEventHandler(events.handler());
+        QVERIFY(registerShortcut(service, controlA, 101));
+
+        QTRY_COMPARE(events.refusals, QList<OSStatus>{eventInternalErr});
+        QCOMPARE(events.received.first().second, 101u);
+        EventHotKeyRef ref = 0;
+        QCOMPARE(service.registerEventHotKey(code(controlA), modifiers(controlA),
+                     {CarbonKeyboardShortcuts::hotKeySignature, 102}, &ref),
+            eventInternalErr);
+        settle();
+        QCOMPARE(events.refusals.size(), 1);
     }
 
     void waylandKeysAreTranslatedForTheRecorder()
