@@ -4,8 +4,8 @@
 #include "KeyboardShortcuts/CarbonKeyboardShortcuts.h"
 #include "Platform/Backend.h"
 #include "Platform/DesktopIdentity.h"
+#include "Platform/Kde/KdeHotKeyService.h"
 #include "Platform/SingleInstance.h"
-#include "Platform/Portal/PortalHotKeyService.h"
 #include "Platform/Sway/SwayHotKeyService.h"
 #include "Platform/UnixSignalWatcher.h"
 #include "Shell/MainWindow.h"
@@ -46,10 +46,11 @@ void useBackend(const Platform::BackendChoice& backend)
     if (backend.backend == Platform::Backend::Sway)
         KeyboardShortcuts::CarbonKeyboardShortcuts::setService(
             std::make_unique<Platform::Sway::SwayHotKeyService>(backend.swaySocket));
-    // KWin gives global shortcuts to Wayland clients through the desktop portal.
+    // KWin gives global shortcuts to Wayland clients through the desktop portal, or else
+    // through KGlobalAccel.
     if (backend.backend == Platform::Backend::KWin)
         KeyboardShortcuts::CarbonKeyboardShortcuts::setService(
-            Platform::Portal::createPortalHotKeyService());
+            Platform::Kde::createKdeHotKeyService());
 }
 
 } // namespace

@@ -6,16 +6,13 @@
 #include "Platform/Portal/ShortcutTrigger.h"
 #include "Platform/WaylandRawKey.h"
 
+#include "FakeGlobalShortcutsPortal.h"
+#include "FakeKGlobalAccel.h"
+#include "PrivateBus.h"
 #include "TestMain.h"
 
 #include <QDBusConnection>
-#include <QDBusMessage>
-#include <QDBusObjectPath>
-#include <QDBusVariant>
-#include <QDBusVirtualObject>
-#include <QProcess>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTimer>
 
 #include <memory>
@@ -25,171 +22,6 @@ using namespace Platform::Portal;
 using namespace TestShortcuts;
 
 namespace {
-
-const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
-const QString shortcutsInterface = QStringLiteral("org.freedesktop.portal.GlobalShortcuts");
-
-QString senderPart(const QString& uniqueName)
-{
-    return uniqueName.mid(1).replace(QLatin1Char('.'), QLatin1Char('_'));
-}
-
-// The portal as far as Vantor uses it: sessions made with their shortcuts, bound, closed; a
-// trigger listed in `refused` comes back without a key, as a desktop answers for a key it
-// did not give.
-class FakeGlobalShortcutsPortal final : public QDBusVirtualObject {
-public:
-    explicit FakeGlobalShortcutsPortal(QDBusConnection bus, bool withGlobalShortcuts = true)
-        : m_bus(std::move(bus)), m_withGlobalShortcuts(withGlobalShortcuts)
-    {
-    }
-
-    QList<PortalShortcuts> created;
-    QList<PortalShortcuts> bound;
-    QStringList closed;
-    QStringList refused;
-    QString session;
-
-    QString introspect(const QString&) const override { return {}; }
-
-    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override
-    {
-        Q_UNUSED(connection)
-        const QString member = message.member();
-        if (message.interface() == QLatin1String("org.freedesktop.DBus.Properties"))
-            return version(message);
-        if (message.interface() == QLatin1String("org.freedesktop.portal.Session")
-            && member == QLatin1String("Close")) {
-            closed.append(message.path());
-            if (message.path() == session)
-                session.clear();
-            m_bus.send(message.createReply());
-            return true;
-        }
-        if (message.interface() != shortcutsInterface || !m_withGlobalShortcuts)
-            return false;
-        if (member == QLatin1String("CreateSession"))
-            return createSession(message);
-        if (member == QLatin1String("BindShortcuts"))
-            return bindShortcuts(message);
-        return false;
-    }
-
-    void emitSignal(const QString& name, const QVariantList& arguments)
-    {
-        QDBusMessage signal = QDBusMessage::createSignal(portalPath, shortcutsInterface, name);
-        signal.setArguments(arguments);
-        m_bus.send(signal);
-    }
-    void activate(const QString& id)
-    {
-        emitSignal(QStringLiteral("Activated"),
-            {QVariant::fromValue(QDBusObjectPath(session)), id, QVariant::fromValue(qulonglong(7)),
-                QVariantMap()});
-    }
-    void deactivate(const QString& id)
-    {
-        emitSignal(QStringLiteral("Deactivated"),
-            {QVariant::fromValue(QDBusObjectPath(session)), id, QVariant::fromValue(qulonglong(8)),
-                QVariantMap()});
-    }
-    void changeTrigger(const QString& id, const QString& trigger)
-    {
-        const PortalShortcuts changed{{id,
-            {{QStringLiteral("description"), QStringLiteral("changed")},
-                {QStringLiteral("trigger_description"), trigger}}}};
-        emitSignal(QStringLiteral("ShortcutsChanged"),
-            {QVariant::fromValue(QDBusObjectPath(session)), QVariant::fromValue(changed)});
-    }
-
-    static QStringList preferredTriggers(const PortalShortcuts& shortcuts)
-    {
-        QStringList triggers;
-        for (const PortalShortcut& shortcut : shortcuts)
-            triggers.append(
-                shortcut.properties.value(QStringLiteral("preferred_trigger")).toString());
-        return triggers;
-    }
-
-private:
-    bool version(const QDBusMessage& message)
-    {
-        if (!m_withGlobalShortcuts
-            || message.arguments().value(0).toString() != shortcutsInterface) {
-            m_bus.send(
-                message.createErrorReply(QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"),
-                    QStringLiteral("No such interface “%1”")
-                        .arg(message.arguments().value(0).toString())));
-            return true;
-        }
-        m_bus.send(message.createReply(QVariant::fromValue(QDBusVariant(QVariant::fromValue(1u)))));
-        return true;
-    }
-
-    // Answers with the request's path, then with its Response, as the portal does.
-    void respond(const QDBusMessage& call, const QVariantMap& options, const QVariantMap& results)
-    {
-        const QString token = options.value(QStringLiteral("handle_token")).toString();
-        const QString path = QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2")
-                                 .arg(senderPart(call.service()), token);
-        m_bus.send(call.createReply(QVariant::fromValue(QDBusObjectPath(path))));
-        QDBusMessage response = QDBusMessage::createSignal(
-            path, QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response"));
-        response << 0u << results;
-        m_bus.send(response);
-    }
-
-    bool createSession(const QDBusMessage& call)
-    {
-        const QVariantMap options = qdbus_cast<QVariantMap>(call.arguments().value(0));
-        created.append(portalShortcutsOf(options.value(QStringLiteral("shortcuts"))));
-        session = QStringLiteral("/org/freedesktop/portal/desktop/session/%1/%2")
-                      .arg(senderPart(call.service()),
-                          options.value(QStringLiteral("session_handle_token")).toString());
-        respond(call, options, {{QStringLiteral("session_handle"), session}});
-        return true;
-    }
-
-    bool bindShortcuts(const QDBusMessage& call)
-    {
-        const PortalShortcuts shortcuts = portalShortcutsOf(call.arguments().value(1));
-        bound.append(shortcuts);
-        PortalShortcuts answer;
-        for (const PortalShortcut& shortcut : shortcuts) {
-            const QString preferred
-                = shortcut.properties.value(QStringLiteral("preferred_trigger")).toString();
-            answer.append({shortcut.id,
-                {{QStringLiteral("description"),
-                     shortcut.properties.value(QStringLiteral("description"))},
-                    {QStringLiteral("trigger_description"),
-                        refused.contains(preferred) ? QString()
-                                                    : QStringLiteral("<%1>").arg(preferred)}}});
-        }
-        respond(call, qdbus_cast<QVariantMap>(call.arguments().value(3)),
-            {{QStringLiteral("shortcuts"), QVariant::fromValue(answer)}});
-        return true;
-    }
-
-    QDBusConnection m_bus;
-    bool m_withGlobalShortcuts;
-};
-
-// KGlobalAccel, as far as it tells which keys a shortcut of a component holds.
-class FakeGlobalAccel final : public QObject {
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.kde.KGlobalAccel")
-
-public:
-    QStringList keyless;
-    QList<QStringList> asked;
-
-public Q_SLOTS:
-    QList<int> shortcut(const QStringList& action)
-    {
-        asked.append(action);
-        return keyless.contains(action.value(1)) ? QList<int>{} : QList<int>{0x4000041};
-    }
-};
 
 // The events a service hands to its handler.
 struct Events {
@@ -222,9 +54,7 @@ const Shortcut controlCommandF5(Key::f5, ModifierFlag::control | ModifierFlag::c
 class PortalShortcutsTest final : public QObject {
     Q_OBJECT
 
-    QTemporaryDir m_busDirectory;
-    QProcess m_bus;
-    QString m_address;
+    PrivateBus m_bus;
     int m_portals = 0;
     QString m_portalConnection;
     std::unique_ptr<FakeGlobalShortcutsPortal> m_portal;
@@ -232,33 +62,23 @@ class PortalShortcutsTest final : public QObject {
 
     QDBusConnection client() const
     {
-        return QDBusConnection::connectToBus(m_address, QStringLiteral("client"));
+        return QDBusConnection::connectToBus(m_bus.address(), QStringLiteral("client"));
     }
 
     // A portal of its own for each test, on a connection of its own.
     bool startPortal(bool withGlobalShortcuts = true)
     {
         m_portalConnection = QStringLiteral("portal%1").arg(++m_portals);
-        QDBusConnection bus = QDBusConnection::connectToBus(m_address, m_portalConnection);
+        QDBusConnection bus = QDBusConnection::connectToBus(m_bus.address(), m_portalConnection);
         m_portal = std::make_unique<FakeGlobalShortcutsPortal>(bus, withGlobalShortcuts);
-        if (!bus.registerVirtualObject(portalPath, m_portal.get(), QDBusConnection::SubPath)) {
-            qWarning() << "no portal object" << bus.lastError().message();
-            return false;
-        }
-        if (!bus.registerService(QStringLiteral("org.freedesktop.portal.Desktop"))) {
-            qWarning() << "no portal name" << bus.lastError().message();
-            return false;
-        }
-        return true;
+        return m_portal->serve();
     }
 
     void stopPortal()
     {
         if (m_portalConnection.isEmpty())
             return;
-        QDBusConnection bus(m_portalConnection);
-        bus.unregisterService(QStringLiteral("org.freedesktop.portal.Desktop"));
-        bus.unregisterObject(portalPath, QDBusConnection::UnregisterTree);
+        m_portal->withdraw();
         QDBusConnection::disconnectFromBus(m_portalConnection);
         m_portalConnection.clear();
     }
@@ -279,29 +99,7 @@ private Q_SLOTS:
     {
         QVERIFY(KeyboardLayout::current().useKeymapFromNames(QStringLiteral("us")));
         // No service directories: a call to a portal that went away must not start the real one.
-        QVERIFY(m_busDirectory.isValid());
-        QFile config(m_busDirectory.filePath(QStringLiteral("bus.conf")));
-        QVERIFY(config.open(QIODevice::WriteOnly));
-        config.write(QStringLiteral(R"(<busconfig>
-              <type>session</type>
-              <listen>unix:dir=%1</listen>
-              <auth>EXTERNAL</auth>
-              <policy context="default">
-                <allow send_destination="*" eavesdrop="true"/>
-                <allow eavesdrop="true"/>
-                <allow own="*"/>
-              </policy>
-            </busconfig>)")
-                         .arg(m_busDirectory.path())
-                         .toUtf8());
-        config.close();
-        m_bus.start(QStringLiteral("dbus-daemon"),
-            {QStringLiteral("--config-file=") + config.fileName(), QStringLiteral("--nofork"),
-                QStringLiteral("--print-address")});
-        QVERIFY(m_bus.waitForStarted());
-        QVERIFY(m_bus.waitForReadyRead(10000));
-        m_address = QString::fromLatin1(m_bus.readLine().trimmed());
-        QVERIFY(!m_address.isEmpty());
+        QVERIFY(m_bus.start());
         QVERIFY(client().isConnected());
         registerPortalShortcutTypes();
     }
@@ -309,8 +107,7 @@ private Q_SLOTS:
     void cleanupTestCase()
     {
         QDBusConnection::disconnectFromBus(QStringLiteral("client"));
-        m_bus.kill();
-        m_bus.waitForFinished();
+        m_bus.stop();
     }
 
     void init()
@@ -463,12 +260,9 @@ private Q_SLOTS:
     // KDE's portal answers with the asked-for trigger even for a key another component holds.
     void aShortcutThatKGlobalAccelGaveNoKeyIsRefused()
     {
-        FakeGlobalAccel globalAccel;
+        FakeKGlobalAccel globalAccel;
         globalAccel.keyless = QStringList{QStringLiteral("vantor-alt-exclam")};
-        QDBusConnection bus(m_portalConnection);
-        QVERIFY(bus.registerObject(
-            QStringLiteral("/kglobalaccel"), &globalAccel, QDBusConnection::ExportAllSlots));
-        QVERIFY(bus.registerService(QStringLiteral("org.kde.kglobalaccel")));
+        QVERIFY(globalAccel.serve(QDBusConnection(m_portalConnection)));
         Events events;
         m_service->installEventHandler(events.handler());
         QVERIFY(registerShortcut(optionShiftOne, 71));
@@ -482,8 +276,7 @@ private Q_SLOTS:
         QCOMPARE(globalAccel.asked.first(),
             (QStringList{QStringLiteral("vantor"), QStringLiteral("vantor-alt-exclam"),
                 QStringLiteral("vantor"), QStringLiteral("vantor-alt-exclam")}));
-        bus.unregisterService(QStringLiteral("org.kde.kglobalaccel"));
-        bus.unregisterObject(QStringLiteral("/kglobalaccel"));
+        globalAccel.withdraw();
     }
 
     void aShortcutReboundOnTheDesktopKeepsWorkingWithItsNewTrigger()

@@ -153,9 +153,11 @@ void PortalHotKeyService::onAvailable()
 void PortalHotKeyService::onUnavailable(const QString& reason)
 {
     m_availability = Availability::none;
-    qCWarning(lcShell).noquote()
-        << "Global hot keys are not available: the desktop portal offers no GlobalShortcuts"
-        << "(" + reason + ")";
+    if (m_warnsWhenUnavailable) {
+        qCWarning(lcShell).noquote()
+            << "Global hot keys are not available: the desktop portal offers no GlobalShortcuts"
+            << "(" + reason + ")";
+    }
     Q_EMIT unavailable(reason);
     refuseAll(eventInternalErr);
 }

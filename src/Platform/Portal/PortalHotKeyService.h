@@ -50,6 +50,9 @@ public:
     std::optional<QString> trigger(const QString& shortcutId) const;
     // False once the portal turned out to have no GlobalShortcuts.
     bool isAvailable() const { return m_availability != Availability::none; }
+    // Whether the service itself warns when the portal has no GlobalShortcuts (it does by
+    // default); one that falls back to another way may rather say so in its own words.
+    void setWarnsWhenUnavailable(bool warns) { m_warnsWhenUnavailable = warns; }
 
 Q_SIGNALS:
     // The desktop gave the shortcut another key (the user re-bound it in its settings).
@@ -83,6 +86,7 @@ private:
     EventHandler m_handler;
     bool m_enabled = false;
     bool m_sessionScheduled = false;
+    bool m_warnsWhenUnavailable = true;
     Availability m_availability = Availability::unknown;
     // The set the portal's session holds, or is being made with.
     std::optional<PortalShortcuts> m_sessionShortcuts;
