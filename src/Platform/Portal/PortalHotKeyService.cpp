@@ -241,9 +241,4 @@ void PortalHotKeyService::deliver(const QString& shortcutId, KeyboardEvent::Kind
     }
 }
 
-std::unique_ptr<PortalHotKeyService> createPortalHotKeyService()
-{
-    return std::make_unique<PortalHotKeyService>(QDBusConnection::sessionBus());
-}
-
 } // namespace Platform::Portal

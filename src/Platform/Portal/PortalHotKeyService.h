@@ -94,7 +94,4 @@ private:
     QSet<QString> m_heldElsewhere;
 };
 
-// The portal's hot-key service for this session bus.
-std::unique_ptr<PortalHotKeyService> createPortalHotKeyService();
-
 } // namespace Platform::Portal
