@@ -7,7 +7,9 @@
 
 #include <QDBusArgument>
 #include <QDBusMessage>
+#include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -50,6 +52,31 @@ bool hasScriptsOf(qint64 pid, int upTo)
             return true;
     }
     return false;
+}
+
+// A desktop entry of the test app (an X11 client, so an XWayland window here) in the session
+// user's applications, named after its WM_CLASS instance.
+void writeTestAppEntry(const QString& instance, const QStringList& options)
+{
+    QStringList exec{qEnvironmentVariable("VANTOR_TEST_APP"), QStringLiteral("--class"),
+        instance + QStringLiteral(",VantorTestApp")};
+    exec += options;
+    const QString folder = desktop().sessionHome() + QStringLiteral("/.local/share/applications");
+    QDir().mkpath(folder);
+    QFile entry(folder + QLatin1Char('/') + instance + QStringLiteral(".desktop"));
+    QVERIFY(entry.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    entry.write(QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=%2\n"
+                               "StartupWMClass=%1\n")
+                    .arg(instance, exec.join(QLatin1Char(' ')))
+                    .toUtf8());
+}
+
+QStringList linesOf(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
 }
 
 // The processes whose windows `vantor windows --json` listed.
@@ -171,6 +198,41 @@ private Q_SLOTS:
         m_calculator = calculators.first().pid;
         // Every script Vantor loaded went with it.
         QVERIFY(!hasScriptsOf(activate.pid, 50));
+    }
+
+    // The app moves its own window a moment after it is placed; Vantor puts it back.
+    void aLaunchedAppThatMovesItselfIsPutBack()
+    {
+        const QString instance = QStringLiteral("kwin-mover");
+        const QString log = desktop().sessionHome() + QStringLiteral("/mover.log");
+        writeTestAppEntry(instance,
+            {QStringLiteral("--move-after"), QStringLiteral("300"), QStringLiteral("1300"),
+                QStringLiteral("650"), QStringLiteral("--log"), log});
+        const qint64 first = desktop().startApp(qEnvironmentVariable("VANTOR_TEST_APP"),
+            {QStringLiteral("--class"), instance + QStringLiteral(",VantorTestApp")});
+        QVERIFY(first > 0);
+        const QRect home(400, 200, 500, 320);
+        QVERIFY(desktop().placeFrame(first, home));
+        const VantorRun capture
+            = vantor({QStringLiteral("capture"), QStringLiteral("Mover"), instance});
+        QVERIFY2(capture.exitedWith(0), capture.describe());
+        desktop().stopApp(first);
+
+        const VantorRun activate = vantor({QStringLiteral("activate"), QStringLiteral("Mover")});
+        QVERIFY2(activate.exitedWith(0), activate.describe());
+        // KWin carries out the app's move, and the held frame's answer to it, before the app
+        // hears of either: the app's own record shows only that it moved.
+        const QStringList events = linesOf(log);
+        QVERIFY2(events.contains(QStringLiteral("moved-self main 1300 650")),
+            qPrintable(events.join(QLatin1Char('\n'))));
+        QList<KWinWindow> movers;
+        for (const KWinWindow& window : desktop().windows()) {
+            if (window.resourceName == instance)
+                movers.append(window);
+        }
+        QCOMPARE(movers.size(), 1);
+        QCOMPARE(movers.first().frame, home);
+        desktop().stopApp(movers.first().pid);
     }
 
     // The tray app holds Work's shortcut through the desktop portal; KWin's fake input types it.

@@ -55,22 +55,31 @@ for (var p = 0; p < placements.length; ++p) {
 answer(TOKEN, gone);
 )JS";
 
-// Stays loaded while the frames are held; a window the user drags is left alone.
+// Stays loaded while the frames are held. It is loaded before the placement: a window counts
+// as arrived once it stands on its target (its size within one resize step), and only a later
+// move away from it is undone, once, unless the user is dragging the window.
 const char* const holdFramesScript = R"JS(
 var hold = HOLD;
 var found = windowsById(hold.ids);
 function holdWindow(w) {
+    var step = w.basicUnit || { width: 1, height: 1 };
+    function isOnTarget(g) {
+        return g.x === hold.x && g.y === hold.y
+            && Math.abs(g.width - hold.width) < Math.max(step.width, 1)
+            && Math.abs(g.height - hold.height) < Math.max(step.height, 1);
+    }
+    var arrived = isOnTarget(w.frameGeometry);
     var putBack = false;
-    function check() {
-        var g = w.frameGeometry;
-        if (putBack || w.move || w.resize
-            || (g.x === hold.x && g.y === hold.y && g.width === hold.width && g.height === hold.height))
+    w.frameGeometryChanged.connect(function () {
+        if (isOnTarget(w.frameGeometry)) {
+            arrived = true;
+            return;
+        }
+        if (!arrived || putBack || w.move || w.resize)
             return;
         putBack = true;
         w.frameGeometry = { x: hold.x, y: hold.y, width: hold.width, height: hold.height };
-    }
-    w.frameGeometryChanged.connect(check);
-    check();
+    });
 }
 for (var id in found)
     holdWindow(found[id]);
