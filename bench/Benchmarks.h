@@ -40,5 +40,10 @@ Group updateBenchmarks();
 // The sway backend on a private sway: many windows placed, a workspace hot key; nothing
 // when sway cannot be started here.
 Group swayBenchmarks();
+// The KWin backend on a private headless KWin: many windows placed, beside a qdbus loop;
+// nothing when KWin cannot be started here.
+Group kwinBenchmarks();
+// The part of the KWin group that runs as the desktop's user, started by the group itself.
+int runKWinWorker();
 
 } // namespace Bench

@@ -7,6 +7,7 @@
 #include "TestEnvironment.h"
 
 #include <QApplication>
+#include <QCoreApplication>
 #include <QStringList>
 
 #include <cstdio>
@@ -25,6 +26,10 @@ void report(const QString& name, double value, const QString& unit)
 
 int main(int argc, char** argv)
 {
+    if (argc == 2 && qstrcmp(argv[1], "--kwin-worker") == 0) {
+        QCoreApplication app(argc, argv);
+        return Bench::runKWinWorker();
+    }
     TestEnvironment environment;
     TestDesktop::Options options;
     if (const QString wm = qEnvironmentVariable("VANTOR_BENCH_WM"); !wm.isEmpty())
@@ -38,11 +43,11 @@ int main(int argc, char** argv)
     qputenv("QT_QPA_PLATFORM", "xcb");
     QApplication app(argc, argv);
     const QStringList only = app.arguments().mid(1);
-    for (const Bench::Group& group : {Bench::windowBenchmarks(), Bench::activationBenchmarks(),
-             Bench::shortcutBenchmarks(),
-             Bench::storeBenchmarks(), Bench::applicationBenchmarks(), Bench::shellBenchmarks(),
-             Bench::launchBenchmarks(), Bench::recorderBenchmarks(),
-             Bench::wizardBenchmarks(), Bench::updateBenchmarks(), Bench::swayBenchmarks()}) {
+    for (const Bench::Group& group :
+        {Bench::windowBenchmarks(), Bench::activationBenchmarks(), Bench::shortcutBenchmarks(),
+            Bench::storeBenchmarks(), Bench::applicationBenchmarks(), Bench::shellBenchmarks(),
+            Bench::launchBenchmarks(), Bench::recorderBenchmarks(), Bench::wizardBenchmarks(),
+            Bench::updateBenchmarks(), Bench::swayBenchmarks(), Bench::kwinBenchmarks()}) {
         if (only.isEmpty() || only.contains(QLatin1String(group.name)))
             group.run(desktop);
     }
