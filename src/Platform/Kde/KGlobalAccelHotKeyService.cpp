@@ -11,7 +11,6 @@
 #include <QTimer>
 
 #include <algorithm>
-#include <vector>
 
 namespace Platform::Kde {
 
@@ -68,21 +67,18 @@ OSStatus KGlobalAccelHotKeyService::registerEventHotKey(
     if (m_availability == Availability::none)
         return eventInternalErr;
     const QString action = *Portal::PortalHotKeyService::shortcutId(keyCode, modifiers);
-    for (const auto& [ref, registration] : m_registrations) {
-        if (registration.action == action)
-            return eventHotKeyExistsErr;
-    }
-    const EventHotKeyRef ref = m_nextRef++;
-    m_registrations.emplace(ref, Registration{id, action, *key});
+    const auto ref = m_keys.add(id, action, *key);
+    if (!ref)
+        return eventHotKeyExistsErr;
     scheduleSync();
     if (outRef)
-        *outRef = ref;
+        *outRef = *ref;
     return noErr;
 }
 
 OSStatus KGlobalAccelHotKeyService::unregisterEventHotKey(EventHotKeyRef ref)
 {
-    if (!m_registrations.erase(ref))
+    if (!m_keys.remove(ref))
         return eventInternalErr;
     scheduleSync();
     return noErr;
@@ -90,13 +86,13 @@ OSStatus KGlobalAccelHotKeyService::unregisterEventHotKey(EventHotKeyRef ref)
 
 OSStatus KGlobalAccelHotKeyService::installEventHandler(EventHandler handler)
 {
-    m_handler = std::move(handler);
+    m_keys.setHandler(std::move(handler));
     return noErr;
 }
 
 void KGlobalAccelHotKeyService::setHotKeyEventsEnabled(bool enabled)
 {
-    m_enabled = enabled;
+    m_keys.setEnabled(enabled);
 }
 
 std::optional<RawKey> KGlobalAccelHotKeyService::rawKey(
@@ -168,8 +164,8 @@ void KGlobalAccelHotKeyService::sync()
     if (m_availability != Availability::some)
         return;
     QHash<QString, int> wanted;
-    for (const auto& [ref, registration] : m_registrations)
-        wanted.insert(registration.action, registration.key);
+    for (const auto& [ref, key] : m_keys.entries())
+        wanted.insert(key.name, key.detail);
     const QStringList held = m_held.keys();
     for (const QString& action : held) {
         if (!wanted.contains(action))
@@ -234,33 +230,14 @@ void KGlobalAccelHotKeyService::onFailed(
 
 void KGlobalAccelHotKeyService::refuseAction(const QString& action, OSStatus status)
 {
-    std::vector<EventHotKeyRef> refused;
-    for (const auto& [ref, registration] : m_registrations) {
-        if (registration.action == action)
-            refused.push_back(ref);
-    }
-    for (const EventHotKeyRef ref : refused)
-        refuse(ref, status);
-}
-
-void KGlobalAccelHotKeyService::refuse(EventHotKeyRef ref, OSStatus status)
-{
-    const auto found = m_registrations.find(ref);
-    if (found == m_registrations.end())
-        return;
-    KeyboardEvent event;
-    event.kind = KeyboardEvent::hotKeyRefused;
-    event.hotKeyID = found->second.id;
-    event.status = status;
-    m_registrations.erase(found);
-    if (m_handler)
-        m_handler(&event);
+    for (const EventHotKeyRef ref : m_keys.refsNamed(action))
+        m_keys.refuse(ref, status);
 }
 
 void KGlobalAccelHotKeyService::refuseAll(OSStatus status)
 {
-    while (!m_registrations.empty())
-        refuse(m_registrations.begin()->first, status);
+    while (!m_keys.entries().empty())
+        m_keys.refuse(m_keys.entries().begin()->first, status);
 }
 
 void KGlobalAccelHotKeyService::onPressed(
@@ -268,7 +245,7 @@ void KGlobalAccelHotKeyService::onPressed(
 {
     Q_UNUSED(timestamp)
     if (componentUnique == component)
-        deliver(action, KeyboardEvent::hotKeyPressed);
+        m_keys.deliver(action, KeyboardEvent::hotKeyPressed);
 }
 
 void KGlobalAccelHotKeyService::onReleased(
@@ -276,25 +253,7 @@ void KGlobalAccelHotKeyService::onReleased(
 {
     Q_UNUSED(timestamp)
     if (componentUnique == component)
-        deliver(action, KeyboardEvent::hotKeyReleased);
-}
-
-void KGlobalAccelHotKeyService::deliver(const QString& action, KeyboardEvent::Kind kind)
-{
-    if (!m_enabled || !m_handler)
-        return;
-    // A copy: the handler may unregister hot keys.
-    std::vector<EventHotKeyID> ids;
-    for (const auto& [ref, registration] : m_registrations) {
-        if (registration.action == action)
-            ids.push_back(registration.id);
-    }
-    for (const EventHotKeyID& id : ids) {
-        KeyboardEvent event;
-        event.kind = kind;
-        event.hotKeyID = id;
-        m_handler(&event);
-    }
+        m_keys.deliver(action, KeyboardEvent::hotKeyReleased);
 }
 
 } // namespace Platform::Kde

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KeyboardShortcuts/HotKeyService.h"
+#include "Platform/NamedHotKeys.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -10,7 +11,6 @@
 #include <QString>
 #include <QStringList>
 
-#include <map>
 #include <optional>
 
 namespace Platform::Kde {
@@ -59,12 +59,6 @@ private Q_SLOTS:
 private:
     enum class Availability { unknown, some, none };
 
-    struct Registration {
-        KeyboardShortcuts::EventHotKeyID id;
-        QString action;
-        int key = 0;
-    };
-
     struct Held {
         quint64 request = 0;
         int key = 0;
@@ -80,15 +74,11 @@ private:
     void onKeysGiven(const QString& action, quint64 request, const QList<int>& keys);
     void onFailed(const QString& action, quint64 request, const QString& reason);
     void refuseAction(const QString& action, KeyboardShortcuts::OSStatus status);
-    void refuse(KeyboardShortcuts::EventHotKeyRef ref, KeyboardShortcuts::OSStatus status);
     void refuseAll(KeyboardShortcuts::OSStatus status);
-    void deliver(const QString& action, KeyboardShortcuts::KeyboardEvent::Kind kind);
 
     QDBusConnection m_bus;
-    std::map<KeyboardShortcuts::EventHotKeyRef, Registration> m_registrations;
-    KeyboardShortcuts::EventHotKeyRef m_nextRef = 1;
-    EventHandler m_handler;
-    bool m_enabled = false;
+    // Each key is an action, with its Qt key code.
+    NamedHotKeys<int> m_keys;
     bool m_syncScheduled = false;
     bool m_warnsWhenUnavailable = true;
     Availability m_availability = Availability::unknown;

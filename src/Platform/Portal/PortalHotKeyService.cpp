@@ -25,11 +25,11 @@ PortalHotKeyService::PortalHotKeyService(
     connect(m_portal.get(), &GlobalShortcutsPortal::shortcutsChanged, this,
         [this](const PortalShortcuts& shortcuts) { onShortcutsChanged(shortcuts); });
     connect(m_portal.get(), &GlobalShortcutsPortal::activated, this,
-        [this](const QString& id) { deliver(id, KeyboardEvent::hotKeyPressed); });
+        [this](const QString& id) { m_keys.deliver(id, KeyboardEvent::hotKeyPressed); });
     connect(m_portal.get(), &GlobalShortcutsPortal::deactivated, this,
-        [this](const QString& id) { deliver(id, KeyboardEvent::hotKeyReleased); });
-    connect(m_portal.get(), &GlobalShortcutsPortal::sessionFailed, this,
-        [this](const QString& reason) {
+        [this](const QString& id) { m_keys.deliver(id, KeyboardEvent::hotKeyReleased); });
+    connect(
+        m_portal.get(), &GlobalShortcutsPortal::sessionFailed, this, [this](const QString& reason) {
             qCWarning(lcShell).noquote() << "Global shortcuts portal:" << reason;
             // Whatever the portal holds now, the next change makes the session anew.
             m_sessionShortcuts.reset();
@@ -56,22 +56,18 @@ OSStatus PortalHotKeyService::registerEventHotKey(
         return eventHotKeyInvalidErr;
     if (m_availability == Availability::none)
         return eventInternalErr;
-    const QString shortcut = *shortcutId(keyCode, modifiers);
-    for (const auto& [ref, registration] : m_registrations) {
-        if (registration.shortcutId == shortcut)
-            return eventHotKeyExistsErr;
-    }
-    const EventHotKeyRef ref = m_nextRef++;
-    m_registrations.emplace(ref, Registration{id, shortcut, *trigger});
+    const auto ref = m_keys.add(id, *shortcutId(keyCode, modifiers), *trigger);
+    if (!ref)
+        return eventHotKeyExistsErr;
     scheduleSession();
     if (outRef)
-        *outRef = ref;
+        *outRef = *ref;
     return noErr;
 }
 
 OSStatus PortalHotKeyService::unregisterEventHotKey(EventHotKeyRef ref)
 {
-    if (!m_registrations.erase(ref))
+    if (!m_keys.remove(ref))
         return eventInternalErr;
     scheduleSession();
     return noErr;
@@ -79,13 +75,13 @@ OSStatus PortalHotKeyService::unregisterEventHotKey(EventHotKeyRef ref)
 
 OSStatus PortalHotKeyService::installEventHandler(EventHandler handler)
 {
-    m_handler = std::move(handler);
+    m_keys.setHandler(std::move(handler));
     return noErr;
 }
 
 void PortalHotKeyService::setHotKeyEventsEnabled(bool enabled)
 {
-    m_enabled = enabled;
+    m_keys.setEnabled(enabled);
 }
 
 std::optional<RawKey> PortalHotKeyService::rawKey(quint32 nativeScanCode, quint32 nativeModifiers)
@@ -132,12 +128,12 @@ void PortalHotKeyService::openSession()
 PortalShortcuts PortalHotKeyService::wantedShortcuts() const
 {
     PortalShortcuts shortcuts;
-    for (const auto& [ref, registration] : m_registrations) {
+    for (const auto& [ref, key] : m_keys.entries()) {
         QVariantMap properties;
-        properties.insert(QStringLiteral("description"),
-            QStringLiteral("Vantor: %1").arg(registration.preferredTrigger));
-        properties.insert(QStringLiteral("preferred_trigger"), registration.preferredTrigger);
-        shortcuts.append({registration.shortcutId, properties});
+        properties.insert(
+            QStringLiteral("description"), QStringLiteral("Vantor: %1").arg(key.detail));
+        properties.insert(QStringLiteral("preferred_trigger"), key.detail);
+        shortcuts.append({key.name, properties});
     }
     std::sort(shortcuts.begin(), shortcuts.end(),
         [](const PortalShortcut& a, const PortalShortcut& b) { return a.id < b.id; });
@@ -173,13 +169,10 @@ void PortalHotKeyService::onBound(const PortalShortcuts& shortcuts)
             noteTrigger(shortcut.id, trigger);
         }
     }
-    std::vector<EventHotKeyRef> refused;
-    for (const auto& [ref, registration] : m_registrations) {
-        if (m_heldElsewhere.contains(registration.shortcutId))
-            refused.push_back(ref);
+    for (const QString& shortcut : std::as_const(m_heldElsewhere)) {
+        for (const EventHotKeyRef ref : m_keys.refsNamed(shortcut))
+            refuse(ref, eventHotKeyExistsErr);
     }
-    for (const EventHotKeyRef ref : refused)
-        refuse(ref, eventHotKeyExistsErr);
 }
 
 void PortalHotKeyService::onShortcutsChanged(const PortalShortcuts& shortcuts)
@@ -199,45 +192,17 @@ void PortalHotKeyService::noteTrigger(const QString& shortcutId, const QString& 
 
 void PortalHotKeyService::refuseAll(OSStatus status)
 {
-    while (!m_registrations.empty())
-        refuse(m_registrations.begin()->first, status);
+    while (!m_keys.entries().empty())
+        refuse(m_keys.entries().begin()->first, status);
 }
 
 // The session may keep the refused shortcut: it has no key, and nothing is delivered for it.
 void PortalHotKeyService::refuse(EventHotKeyRef ref, OSStatus status)
 {
-    const auto found = m_registrations.find(ref);
-    if (found == m_registrations.end())
-        return;
-    KeyboardEvent event;
-    event.kind = KeyboardEvent::hotKeyRefused;
-    event.hotKeyID = found->second.id;
-    event.status = status;
-    const QString shortcut = found->second.shortcutId;
-    m_registrations.erase(found);
-    if (m_sessionShortcuts) {
+    const auto refused = m_keys.refuse(ref, status);
+    if (refused && m_sessionShortcuts) {
         m_sessionShortcuts->removeIf(
-            [&shortcut](const PortalShortcut& held) { return held.id == shortcut; });
-    }
-    if (m_handler)
-        m_handler(&event);
-}
-
-void PortalHotKeyService::deliver(const QString& shortcutId, KeyboardEvent::Kind kind)
-{
-    if (!m_enabled || !m_handler)
-        return;
-    // A copy: the handler may unregister hot keys.
-    std::vector<EventHotKeyID> ids;
-    for (const auto& [ref, registration] : m_registrations) {
-        if (registration.shortcutId == shortcutId)
-            ids.push_back(registration.id);
-    }
-    for (const EventHotKeyID& id : ids) {
-        KeyboardEvent event;
-        event.kind = kind;
-        event.hotKeyID = id;
-        m_handler(&event);
+            [&refused](const PortalShortcut& held) { return held.id == refused->name; });
     }
 }
 

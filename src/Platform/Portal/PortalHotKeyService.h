@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KeyboardShortcuts/HotKeyService.h"
+#include "Platform/NamedHotKeys.h"
 #include "Platform/Portal/PortalShortcut.h"
 
 #include <QDBusConnection>
@@ -9,7 +10,6 @@
 #include <QSet>
 #include <QString>
 
-#include <map>
 #include <memory>
 #include <optional>
 
@@ -62,12 +62,6 @@ Q_SIGNALS:
 private:
     enum class Availability { unknown, some, none };
 
-    struct Registration {
-        KeyboardShortcuts::EventHotKeyID id;
-        QString shortcutId;
-        QString preferredTrigger;
-    };
-
     void scheduleSession();
     void openSession();
     PortalShortcuts wantedShortcuts() const;
@@ -78,13 +72,10 @@ private:
     void noteTrigger(const QString& shortcutId, const QString& trigger);
     void refuseAll(KeyboardShortcuts::OSStatus status);
     void refuse(KeyboardShortcuts::EventHotKeyRef ref, KeyboardShortcuts::OSStatus status);
-    void deliver(const QString& shortcutId, KeyboardShortcuts::KeyboardEvent::Kind kind);
 
     std::unique_ptr<GlobalShortcutsPortal> m_portal;
-    std::map<KeyboardShortcuts::EventHotKeyRef, Registration> m_registrations;
-    KeyboardShortcuts::EventHotKeyRef m_nextRef = 1;
-    EventHandler m_handler;
-    bool m_enabled = false;
+    // Each key is a shortcut id, with the trigger it asks for.
+    NamedHotKeys<QString> m_keys;
     bool m_sessionScheduled = false;
     bool m_warnsWhenUnavailable = true;
     Availability m_availability = Availability::unknown;
