@@ -3,6 +3,7 @@
 // are read back through scripts of the test's own.
 #include "KWinDesktop.h"
 #include "TestMain.h"
+#include "TrayHost.h"
 #include "VantorProcess.h"
 
 #include <QDBusArgument>
@@ -280,6 +281,32 @@ private Q_SLOTS:
         QVERIFY(desktop().pressKeys({leftShift, leftAlt, keyThree}));
         QVERIFY2(tray.waitForLines(kCalculatorRunning, before + 2), tray.describe());
         QCOMPARE(tray.countLines(kCalculatorRunning), before + 2);
+
+        QVERIFY(tray.terminate());
+        QVERIFY2(tray.exitedWith(0), tray.describe());
+    }
+
+    // Plasma's panel shows StatusNotifierItems: the tray icon registers with the desktop's
+    // watcher, its menu lists the workspaces, and choosing one restores it. The tray app runs
+    // as a Wayland client here, with its window.
+    void trayIconIsAStatusNotifierItem()
+    {
+        TrayHost host(desktop().environment());
+        QVERIFY(host.start());
+        VantorProcess tray;
+        QVERIFY(tray.startAsNobody({}, desktop().sessionUserEnvironment()));
+        const QByteArray registered = host.nextLine();
+        QVERIFY2(registered.startsWith("item "), registered + host.errors() + tray.describe());
+        const QString item = QString::fromUtf8(registered.mid(5));
+        QVERIFY2(tray.waitForLines(kRegistered + QStringLiteral("Work at slot 0"), 1, 30s),
+            tray.describe());
+        const QStringList menu = host.says({QStringLiteral("menu"), item});
+        QVERIFY2(menu.contains(QStringLiteral("Work")), qPrintable(menu.join(QLatin1Char('|'))));
+
+        scatter();
+        QCOMPARE(host.says({QStringLiteral("click"), item, QStringLiteral("Work")}), QStringList{});
+        QTRY_COMPARE(desktop().frameOf(m_calculator), m_calculatorHome);
+        QTRY_COMPARE(desktop().frameOf(m_terminal), m_terminalHome);
 
         QVERIFY(tray.terminate());
         QVERIFY2(tray.exitedWith(0), tray.describe());

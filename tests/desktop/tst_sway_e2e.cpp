@@ -5,13 +5,13 @@
 #include "ScreenReader.h"
 #include "SwayDesktop.h"
 #include "TestMain.h"
+#include "TrayHost.h"
 #include "VantorProcess.h"
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QScopeGuard>
 
 using namespace std::chrono_literals;
 
@@ -22,7 +22,6 @@ const QString kFootRunning = QStringLiteral("App is already running: Foot");
 const QString kFootLaunched
     = QStringLiteral("App launched successfully with bundle identifier: foot");
 const QString kGranted = QStringLiteral("Accessibility permissions are granted.");
-const QString kTrayHost = QStringLiteral(VANTOR_TEST_SOURCE_DIR "/harness/status_notifier_host.py");
 
 // Evdev codes of the keys the tests press.
 constexpr int kKeyOne = 2;
@@ -255,36 +254,19 @@ private Q_SLOTS:
         QProcessEnvironment environment = desktop().environment();
         environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
             buses.environment().value(QStringLiteral("DBUS_SESSION_BUS_ADDRESS")));
-        QProcess host;
-        host.setProcessEnvironment(environment);
-        dieWithParent(host);
-        host.start(QStringLiteral("/usr/bin/python3"), {kTrayHost, QStringLiteral("watch")});
-        const auto endHost = qScopeGuard([&host] {
-            host.kill();
-            host.waitForFinished();
-        });
-        const auto nextLine = [&host] {
-            while (!host.canReadLine() && host.waitForReadyRead(30000)) { }
-            return host.readLine().trimmed();
-        };
-        QCOMPARE(nextLine(), QByteArray("ready"));
+        TrayHost host(environment);
+        QVERIFY(host.start());
 
         VantorProcess tray;
         QVERIFY(tray.start({}, environment));
-        const QByteArray registered = nextLine();
-        QVERIFY2(registered.startsWith("item "),
-            registered + host.readAllStandardError() + tray.describe());
+        const QByteArray registered = host.nextLine();
+        QVERIFY2(registered.startsWith("item "), registered + host.errors() + tray.describe());
         const QString item = QString::fromUtf8(registered.mid(5));
-        const auto hostSays = [&](const QStringList& arguments) {
-            const VantorRun run = VantorProcess::runProgram(QStringLiteral("/usr/bin/python3"),
-                QStringList{kTrayHost} + arguments, 30s, environment);
-            return run.exitedWith(0) ? run.outLines() : QStringList{run.err()};
-        };
-        QCOMPARE(hostSays({QStringLiteral("property"), item, QStringLiteral("Title")}),
+        QCOMPARE(host.says({QStringLiteral("property"), item, QStringLiteral("Title")}),
             QStringList{QStringLiteral("Vantor")});
         QVERIFY2(tray.waitForLines(kRegistered + QStringLiteral("Work at slot 0"), 1, 30s),
             tray.describe());
-        const QStringList menu = hostSays({QStringLiteral("menu"), item});
+        const QStringList menu = host.says({QStringLiteral("menu"), item});
         QCOMPARE(menu.first(), QStringLiteral("Open Workspace (disabled)"));
         QVERIFY2(menu.contains(QStringLiteral("Work")), qPrintable(menu.join(QLatin1Char('|'))));
         QCOMPARE(menu.mid(menu.size() - 3),
@@ -292,7 +274,7 @@ private Q_SLOTS:
                 QStringLiteral("Settings..."), QStringLiteral("-"), QStringLiteral("Quit")}));
 
         scatter();
-        QCOMPARE(hostSays({QStringLiteral("click"), item, QStringLiteral("Work")}), QStringList{});
+        QCOMPARE(host.says({QStringLiteral("click"), item, QStringLiteral("Work")}), QStringList{});
         QTRY_COMPARE(desktop().frameOf(m_foot), m_footHome);
         QTRY_COMPARE(desktop().frameOf(m_logo), m_logoHome);
 
