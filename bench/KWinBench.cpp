@@ -140,7 +140,7 @@ private:
     // The xlogo windows, oldest first: the order of KWin's own list.
     QList<WindowId> logos()
     {
-        QList<WindowInfo> windows = m_windows.managedWindows();
+        QList<WindowInfo> windows = m_windows.managedWindows().value_or(QList<WindowInfo>{});
         std::sort(windows.begin(), windows.end(),
             [](const WindowInfo& a, const WindowInfo& b) { return a.id < b.id; });
         QList<WindowId> ids;
@@ -153,7 +153,7 @@ private:
 
     bool isPlaced(int round)
     {
-        QList<WindowInfo> windows = m_windows.managedWindows();
+        QList<WindowInfo> windows = m_windows.managedWindows().value_or(QList<WindowInfo>{});
         std::sort(windows.begin(), windows.end(),
             [](const WindowInfo& a, const WindowInfo& b) { return a.id < b.id; });
         int index = 0;

@@ -71,9 +71,13 @@ int listWindows(const Invocation& invocation)
     const auto windowSystem = usableWindowSystem(&problem);
     if (!windowSystem)
         return fail(RuntimeFailure, problem);
+    const auto windows = windowSystem->managedWindows();
+    if (!windows)
+        return fail(RuntimeFailure,
+            QStringLiteral("the window list could not be read from the window system"));
     QJsonArray array;
     QStringList lines;
-    for (const Platform::WindowInfo& window : windowSystem->managedWindows()) {
+    for (const Platform::WindowInfo& window : *windows) {
         if (!window.isOnScreen)
             continue;
         array.append(toJson(window));

@@ -121,7 +121,7 @@ class UnavailableWindowSystem final : public WindowSystem {
 public:
     bool canControlWindows() override { return false; }
     ScreenSize mainScreenSize() override { return {}; }
-    QList<WindowInfo> managedWindows() override { return {}; }
+    std::optional<QList<WindowInfo>> managedWindows() override { return std::nullopt; }
     QList<std::optional<QList<WindowId>>> windowsOfProcesses(
         const QList<ProcessId>& pids, int) override
     {

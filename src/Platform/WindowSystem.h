@@ -56,8 +56,9 @@ public:
     // Full size of the screen (monitor) that holds the focused window; 0 by 0 without one.
     virtual ScreenSize mainScreenSize() = 0;
 
-    // Managed top-level windows, front to back, including minimised ones.
-    virtual QList<WindowInfo> managedWindows() = 0;
+    // Managed top-level windows, front to back, including minimised ones; none when the
+    // window system could not be asked (gone, or it did not answer).
+    virtual std::optional<QList<WindowInfo>> managedWindows() = 0;
 
     // The windows of each process in management order, at most `limit` each; nothing for a
     // process that does not exist, or when the window list cannot be read. One read for all.

@@ -20,7 +20,7 @@ public:
 
     bool canControlWindows() override { return m_live.canControlWindows(); }
     ScreenSize mainScreenSize() override { return m_live.mainScreenSize(); }
-    QList<Platform::WindowInfo> managedWindows() override { return m_windows; }
+    std::optional<QList<Platform::WindowInfo>> managedWindows() override { return m_windows; }
     QList<std::optional<QList<Platform::WindowId>>> windowsOfProcesses(
         const QList<Platform::ProcessId>& pids, int limit) override
     {
@@ -43,7 +43,7 @@ public:
 
 private:
     Platform::WindowSystem& m_live;
-    const QList<Platform::WindowInfo> m_windows;
+    const std::optional<QList<Platform::WindowInfo>> m_windows;
 };
 
 QList<RunningApplication> withoutExcludedNames(QList<RunningApplication> applications)

@@ -26,7 +26,8 @@ QList<AppLayoutPtr> WindowManager::getAppLayout(
     const Platform::RunningApplication& application) const
 {
     QList<AppLayoutPtr> layouts;
-    for (const Platform::WindowInfo& window : m_windowSystem.managedWindows()) {
+    const auto windows = m_windowSystem.managedWindows().value_or(QList<Platform::WindowInfo>{});
+    for (const Platform::WindowInfo& window : windows) {
         if (!window.isOnScreen || window.pid != application.processIdentifier
             || !isOnNormalLayer(window) || window.frame.isEmpty())
             continue;

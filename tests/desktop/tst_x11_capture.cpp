@@ -180,7 +180,9 @@ private Q_SLOTS:
                         .contains(QLatin1String("_NET_WM_STATE_SKIP_TASKBAR")));
 
         Platform::WindowInfo found;
-        for (const Platform::WindowInfo& info : m_windowSystem->managedWindows()) {
+        const auto windows = m_windowSystem->managedWindows();
+        QVERIFY(windows);
+        for (const Platform::WindowInfo& info : *windows) {
             if (info.id == window)
                 found = info;
         }

@@ -36,7 +36,7 @@ public:
 
     bool canControlWindows() override { return controlsWindows; }
     ScreenSize mainScreenSize() override { return screen; }
-    QList<Platform::WindowInfo> managedWindows() override { return windows; }
+    std::optional<QList<Platform::WindowInfo>> managedWindows() override { return windows; }
 
     QList<std::optional<QList<Platform::WindowId>>> windowsOfProcesses(
         const QList<Platform::ProcessId>& pids, int limit) override
@@ -62,7 +62,8 @@ public:
     {
         ++placementBatches;
         for (const Placement& placement : batch)
-            placements.append({placement.windows, placement.frame.position(), placement.frame.size()});
+            placements.append(
+                {placement.windows, placement.frame.position(), placement.frame.size()});
     }
 
     void finishPlacements() override { }

@@ -107,7 +107,7 @@ GioApplications::GioApplications(WindowSystem& windowSystem)
 
 QList<RunningApplication> GioApplications::runningApplications()
 {
-    const QList<WindowInfo> windows = m_windowSystem.managedWindows();
+    const QList<WindowInfo> windows = m_windowSystem.managedWindows().value_or(QList<WindowInfo>{});
     QList<ProcessWindows> processes = groupByProcess(windows);
     std::stable_sort(processes.begin(), processes.end(), [](const auto& a, const auto& b) {
         return std::tie(a.startTime, a.pid) < std::tie(b.startTime, b.pid);
@@ -136,8 +136,8 @@ std::optional<QString> GioApplications::applicationPath(const QString& bundleIde
     if (path.isEmpty())
         return std::nullopt;
     const GKeyFilePtr entry(g_key_file_new());
-    if (!g_key_file_load_from_file(entry.get(), QFile::encodeName(path).constData(),
-            G_KEY_FILE_NONE, nullptr)
+    if (!g_key_file_load_from_file(
+            entry.get(), QFile::encodeName(path).constData(), G_KEY_FILE_NONE, nullptr)
         || g_key_file_get_boolean(entry.get(), "Desktop Entry", "Hidden", nullptr))
         return std::nullopt;
     return path;

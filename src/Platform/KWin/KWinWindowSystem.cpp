@@ -169,9 +169,9 @@ std::optional<QList<WindowInfo>> KWinWindowSystem::readWindows()
     return windowsOfList(list->toArray(), m_ids);
 }
 
-QList<WindowInfo> KWinWindowSystem::managedWindows()
+std::optional<QList<WindowInfo>> KWinWindowSystem::managedWindows()
 {
-    return readWindows().value_or(QList<WindowInfo>{});
+    return readWindows();
 }
 
 QList<std::optional<QList<WindowId>>> KWinWindowSystem::windowsOfProcesses(

@@ -74,9 +74,9 @@ std::optional<QList<WindowInfo>> SwayWindowSystem::readWindows()
     return windowsInTree(tree->object());
 }
 
-QList<WindowInfo> SwayWindowSystem::managedWindows()
+std::optional<QList<WindowInfo>> SwayWindowSystem::managedWindows()
 {
-    return readWindows().value_or(QList<WindowInfo>{});
+    return readWindows();
 }
 
 QList<std::optional<QList<WindowId>>> SwayWindowSystem::windowsOfProcesses(

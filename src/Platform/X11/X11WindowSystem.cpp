@@ -81,12 +81,12 @@ ScreenSize X11WindowSystem::mainScreenSize()
     return connection ? X11::mainScreenSize(*connection) : ScreenSize{};
 }
 
-QList<WindowInfo> X11WindowSystem::managedWindows()
+std::optional<QList<WindowInfo>> X11WindowSystem::managedWindows()
 {
     const std::lock_guard lock(m_mutex);
     const Connection* connection = liveConnection();
     if (!connection)
-        return {};
+        return std::nullopt;
     PropertyRequest stackingRequest(
         *connection, connection->root(), Atom::NetClientListStacking, maxClients);
     PropertyRequest desktopRequest(*connection, connection->root(), Atom::NetCurrentDesktop, 1);

@@ -24,7 +24,7 @@ public:
 
     bool canControlWindows() override;
     ScreenSize mainScreenSize() override;
-    QList<WindowInfo> managedWindows() override;
+    std::optional<QList<WindowInfo>> managedWindows() override;
     QList<std::optional<QList<WindowId>>> windowsOfProcesses(
         const QList<ProcessId>& pids, int limit) override;
     void placeWindows(const QList<Placement>& placements) override;
