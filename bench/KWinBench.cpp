@@ -100,12 +100,12 @@ public:
     {
         std::vector<double> vantor;
         for (int round = 0; round < kRounds; ++round) {
-            const QList<WindowId> windows = logos();
+            const QList<WindowInfo> windows = logos();
             QElapsedTimer timer;
             timer.start();
             QList<Platform::WindowSystem::Placement> placements;
             for (int i = 0; i < windows.size(); ++i)
-                placements.append({{windows[i]}, targetOf(i, round)});
+                placements.append({{windows[i].id}, targetOf(i, round)});
             m_windows.placeWindows(placements);
             if (!isPlaced(round))
                 fail("Vantor's placement did not settle");
@@ -138,32 +138,26 @@ private:
     }
 
     // The xlogo windows, oldest first: the order of KWin's own list.
-    QList<WindowId> logos()
+    QList<WindowInfo> logos()
     {
-        QList<WindowInfo> windows = m_windows.managedWindows().value_or(QList<WindowInfo>{});
-        std::sort(windows.begin(), windows.end(),
-            [](const WindowInfo& a, const WindowInfo& b) { return a.id < b.id; });
-        QList<WindowId> ids;
-        for (const WindowInfo& window : std::as_const(windows)) {
+        QList<WindowInfo> logos;
+        for (const WindowInfo& window : m_windows.managedWindows().value_or(QList<WindowInfo>{})) {
             if (isLogo(window))
-                ids.append(window.id);
+                logos.append(window);
         }
-        return ids;
+        std::sort(logos.begin(), logos.end(),
+            [](const WindowInfo& a, const WindowInfo& b) { return a.id < b.id; });
+        return logos;
     }
 
     bool isPlaced(int round)
     {
-        QList<WindowInfo> windows = m_windows.managedWindows().value_or(QList<WindowInfo>{});
-        std::sort(windows.begin(), windows.end(),
-            [](const WindowInfo& a, const WindowInfo& b) { return a.id < b.id; });
-        int index = 0;
-        for (const WindowInfo& window : std::as_const(windows)) {
-            if (!isLogo(window))
-                continue;
-            if (window.frame != targetOf(index++, round))
+        const QList<WindowInfo> windows = logos();
+        for (int index = 0; index < windows.size(); ++index) {
+            if (windows[index].frame != targetOf(index, round))
                 return false;
         }
-        return index == kWindows;
+        return windows.size() == kWindows;
     }
 
     // What a shell script does: a script file for one window, loaded, started and unloaded

@@ -161,7 +161,7 @@ ScreenSize KWinWindowSystem::mainScreenSize()
         area.value(QLatin1String("height")).toDouble()};
 }
 
-std::optional<QList<WindowInfo>> KWinWindowSystem::readWindows()
+std::optional<QList<WindowInfo>> KWinWindowSystem::managedWindows()
 {
     const auto list = m_scripts->request(QString::fromLatin1(listWindows));
     if (!list || !list->isArray())
@@ -169,15 +169,10 @@ std::optional<QList<WindowInfo>> KWinWindowSystem::readWindows()
     return windowsOfList(list->toArray(), m_ids);
 }
 
-std::optional<QList<WindowInfo>> KWinWindowSystem::managedWindows()
-{
-    return readWindows();
-}
-
 QList<std::optional<QList<WindowId>>> KWinWindowSystem::windowsOfProcesses(
     const QList<ProcessId>& pids, int limit)
 {
-    const auto windows = pids.isEmpty() ? std::nullopt : readWindows();
+    const auto windows = pids.isEmpty() ? std::nullopt : managedWindows();
     if (!windows)
         return QList<std::optional<QList<WindowId>>>(pids.size());
     return windowsOfLiveProcesses(*windows, pids, limit);

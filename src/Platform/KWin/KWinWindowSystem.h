@@ -40,7 +40,6 @@ private:
         int nextId = 0;
     };
 
-    std::optional<QList<WindowInfo>> readWindows();
     QJsonArray uuidsOf(const QList<WindowId>& windows) const;
     void listenForNewWindows();
     void stopListeningIfUnwatched();

@@ -66,7 +66,7 @@ ScreenSize SwayWindowSystem::mainScreenSize()
     return outputs ? screenSizeOfOutputs(outputs->array()) : ScreenSize{};
 }
 
-std::optional<QList<WindowInfo>> SwayWindowSystem::readWindows()
+std::optional<QList<WindowInfo>> SwayWindowSystem::managedWindows()
 {
     const auto tree = m_commands->request(MessageType::GetTree);
     if (!tree || !tree->isObject())
@@ -74,16 +74,11 @@ std::optional<QList<WindowInfo>> SwayWindowSystem::readWindows()
     return windowsInTree(tree->object());
 }
 
-std::optional<QList<WindowInfo>> SwayWindowSystem::managedWindows()
-{
-    return readWindows();
-}
-
 QList<std::optional<QList<WindowId>>> SwayWindowSystem::windowsOfProcesses(
     const QList<ProcessId>& pids, int limit)
 {
     // Sway numbers its nodes as it makes them: the lowest id is the oldest window.
-    const auto windows = pids.isEmpty() ? std::nullopt : readWindows();
+    const auto windows = pids.isEmpty() ? std::nullopt : managedWindows();
     if (!windows)
         return QList<std::optional<QList<WindowId>>>(pids.size());
     return windowsOfLiveProcesses(*windows, pids, limit);
@@ -140,7 +135,7 @@ void SwayWindowSystem::holdFrames(
 
 void SwayWindowSystem::putBackMoved(const QList<WindowId>& windows, const Frame& target)
 {
-    const auto current = readWindows();
+    const auto current = managedWindows();
     if (!current)
         return;
     QList<WindowId> moved;

@@ -32,7 +32,6 @@ public:
     void whenSessionEnds(std::function<void()> ended) override;
 
 private:
-    std::optional<QList<WindowInfo>> readWindows();
     void putBackMoved(const QList<WindowId>& windows, const Frame& target);
 
     std::unique_ptr<IpcConnection> m_commands;
